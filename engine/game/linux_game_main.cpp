@@ -1,0 +1,26 @@
+// The program's entry: crash handler, console log, options, then the registered game.
+#include <iostream>
+
+#include "game/game_factory.h"
+#include "ka/cmd_line.h"
+#include "ka/die.h"
+#include "ka/logsink.h"
+#include "vorn/linux_crashhandler.h"
+
+int main(int argc, char const** argv) {
+  vorn::initCrashHandler();
+  ka::LogSinkStream console(std::cout);
+  // A bad option has been reported; the run goes on with what was set before it.
+  ka::cmd_line::process(argc, argv, std::cerr);
+  // Found by name, so that this entry point serves any application's option table.
+  if (ka::cmd_line::hasFlag("--help")) {
+    ka::cmd_line::usage(std::cout);
+    return 0;
+  }
+  vorn::GameFactory* factory = vorn::GameFactorySingleton::instance();
+  if (!factory) {
+    std::cerr << "No game factory\n";
+    return 1;
+  }
+  ka::die("This build has no platform to run \"" + factory->name() + "\" on.");
+}

@@ -1,0 +1,115 @@
+#include "manifest.h"
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "ka/log.h"
+#include "vorn/gzip.h"
+
+namespace update {
+
+namespace {
+
+std::string readString(ka::Json const& object, char const* key) { return object.get(key, ka::Json()).asString("null"); }
+
+// Plain decimal digits that fit in 64 bits; anything else leaves `field` alone.
+void readDigits(ka::Json const& object, char const* key, uint64_t& field) {
+  std::string text = readString(object, key);
+  if (text.empty()) return;
+  uint64_t value = 0;
+  for (char c : text) {
+    if (c < '0' || c > '9') return;
+    uint64_t digit = uint64_t(c - '0');
+    if (value > (UINT64_MAX - digit) / 10) return;
+    value = value * 10 + digit;
+  }
+  field = value;
+}
+
+ka::Json digitsJson(uint64_t value) { return ka::Json::makeString(std::to_string(value)); }
+
+void readEntry(ka::Json const& json, ManifestEntry& entry) {
+  entry.checksum = readString(json, "checksum");
+  entry.checksumZ = readString(json, "checksumZ");
+  entry.filename = readString(json, "filename");
+  readDigits(json, "size", entry.size);
+  readDigits(json, "sizeZ", entry.sizeZ);
+  readDigits(json, "offset", entry.offset);
+  entry.executable = json.get("executable", ka::Json()).asBoolean(false);
+}
+
+}  // namespace
+
+std::shared_ptr<Manifest> Manifest::fromJson(ka::Json const& json) {
+  auto manifest = std::make_shared<Manifest>();
+  try {
+    manifest->version = readString(json, "version");
+    manifest->patchesFrom = readString(json, "patchesFrom");
+    ka::Json bundles = json.get("bundles", ka::Json());
+    manifest->bundles.resize(bundles.arrayLength());
+    for (size_t b = 0; b < manifest->bundles.size(); ++b) {
+      ManifestBundle& bundle = manifest->bundles[b];
+      ka::Json bundleJson = bundles.get(b, ka::Json());
+      bundle.checksum = readString(bundleJson, "checksum");
+      readDigits(bundleJson, "size", bundle.size);
+      ka::Json entries = bundleJson.get("entries", ka::Json());
+      bundle.entries.resize(entries.arrayLength());
+      for (size_t e = 0; e < bundle.entries.size(); ++e) readEntry(entries.get(e, ka::Json()), bundle.entries[e]);
+    }
+  } catch (std::runtime_error const& error) {
+    KA_LOG(Error) << "Error parsing json: " << error.what();
+  }
+  return manifest;
+}
+
+std::shared_ptr<Manifest> Manifest::fromZippedFile(ka::StringRange path) {
+  std::string name = path.str();
+  // A directory opens like a file here but has no bytes, only a bogus length.
+  std::error_code ignored;
+  if (std::filesystem::is_directory(name, ignored)) return nullptr;
+  std::ifstream file(name, std::ios::binary | std::ios::ate);
+  if (!file) return nullptr;
+  std::streamoff length = file.tellg();
+  if (length < 0) return nullptr;
+  std::vector<char> zipped(static_cast<size_t>(length));
+  file.seekg(0);
+  file.read(zipped.data(), std::streamsize(zipped.size()));
+  if (!file) return nullptr;
+  file.close();
+  std::vector<char> text;
+  // Damage shows up as a parse error of what could be inflated, so the result is not needed.
+  vorn::gunzip(zipped, text);
+  ka::StringRangeStream stream(ka::StringRange(text.data(), text.data() + text.size()));
+  return fromJson(ka::Json::readFrom(stream));
+}
+
+ka::Json Manifest::toJson(std::shared_ptr<Manifest> manifest) {
+  ka::Json root = ka::Json::makeObject();
+  root.set("version", ka::Json::makeString(manifest->version));
+  root.set("patchesFrom", ka::Json::makeString(manifest->patchesFrom));
+  ka::Json bundles = ka::Json::makeArray();
+  for (ManifestBundle const& bundle : manifest->bundles) {
+    ka::Json bundleJson = ka::Json::makeObject();
+    bundleJson.set("checksum", ka::Json::makeString(bundle.checksum));
+    bundleJson.set("size", digitsJson(bundle.size));
+    ka::Json entries = ka::Json::makeArray();
+    bundleJson.set("entries", entries);
+    for (ManifestEntry const& entry : bundle.entries) {
+      ka::Json entryJson = ka::Json::makeObject();
+      entryJson.set("checksum", ka::Json::makeString(entry.checksum));
+      entryJson.set("checksumZ", ka::Json::makeString(entry.checksumZ));
+      entryJson.set("filename", ka::Json::makeString(entry.filename));
+      entryJson.set("size", digitsJson(entry.size));
+      entryJson.set("sizeZ", digitsJson(entry.sizeZ));
+      entryJson.set("offset", digitsJson(entry.offset));
+      if (entry.executable) entryJson.set("executable", ka::Json::makeBoolean(true));
+      entries.push_back(entryJson);
+    }
+    bundles.push_back(bundleJson);
+  }
+  root.set("bundles", bundles);
+  return root;
+}
+
+}  // namespace update

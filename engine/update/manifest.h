@@ -1,0 +1,45 @@
+// What a game build consists of: bundles, and the files stored in each.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ka/json.h"
+#include "ka/string_range.h"
+
+namespace update {
+
+// One file of the build, stored in a bundle at `offset`.
+struct ManifestEntry {
+  std::string filename;   // below the game directory, beginning with "/"
+  std::string checksum;   // SHA-1 of the uncompressed content, lower-case hex
+  std::string checksumZ;  // of the compressed form; carried, never verified
+  uint64_t size = 0;
+  uint64_t sizeZ = 0;  // 0: stored raw
+  uint64_t offset = 0;
+  bool executable = false;
+};
+
+// A file on the server named by its SHA-1, the concatenation of its entries' data.
+struct ManifestBundle {
+  std::string checksum;
+  uint64_t size = 0;
+  std::vector<ManifestEntry> entries;
+};
+
+struct Manifest {
+  std::string version;
+  std::string patchesFrom;
+  std::vector<ManifestBundle> bundles;
+
+  // Never null. A document of the wrong shape is logged and read as far as it goes:
+  // the records not yet filled keep their defaults.
+  static std::shared_ptr<Manifest> fromJson(ka::Json const& json);
+  // Null if the file can't be opened; malformed content throws std::runtime_error.
+  static std::shared_ptr<Manifest> fromZippedFile(ka::StringRange path);
+  static ka::Json toJson(std::shared_ptr<Manifest> manifest);
+};
+
+}  // namespace update

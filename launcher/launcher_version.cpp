@@ -1,0 +1,3 @@
+#include "launcher_version.h"
+
+char const* getLauncherVersion() { return launcherVersion ? launcherVersion : "UNKNOWN"; }
