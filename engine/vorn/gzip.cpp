@@ -27,15 +27,15 @@ bool gzip(std::vector<char> const& in, std::vector<char>& out) {
     return false;
   stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(in.data()));
   stream.avail_in = uInt(in.size());
-  out.resize(in.size() / 2);
+  // Half the input, but never nothing: a one-byte input would leave no room that doubling could grow.
+  out.resize(std::max<size_t>(in.size() / 2, 64));
   do {
     aimAtTail(stream, out);
     int result = deflate(&stream, Z_FINISH);
     if (result == Z_STREAM_END) break;
     if (result == Z_BUF_ERROR) {
-      // A one-byte input starts with no room at all, which doubling alone would never grow.
-      out.resize(std::max<size_t>(out.size() * 2, 64));
-    } else if (result == Z_MEM_ERROR || result == Z_DATA_ERROR || result == Z_NEED_DICT) {
+      out.resize(out.size() * 2);
+    } else if (result != Z_OK) {
       deflateEnd(&stream);
       return false;
     }
@@ -58,7 +58,7 @@ bool gunzip(std::vector<char> const& in, std::vector<char>& out) {
     if (result == Z_STREAM_END) break;
     if (result == Z_BUF_ERROR) {
       out.resize(out.size() * 2);
-    } else if (result == Z_MEM_ERROR || result == Z_DATA_ERROR || result == Z_NEED_DICT) {
+    } else if (result != Z_OK) {
       inflateEnd(&stream);
       return false;
     }

@@ -1,0 +1,88 @@
+// Runs the launcher executable itself and reads what it prints.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "support/temp_dir.h"
+
+namespace {
+
+struct Outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+std::string slurp(std::string const& path) {
+  std::ifstream in(path);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+Outcome launch(std::string const& args) {
+  TempDir dir;
+  std::string command = std::string("'") + ZANDOR_LAUNCHER_EXE + "' " + args + " >'" + dir.file("out") + "' 2>'" +
+                        dir.file("err") + "' </dev/null";
+  int raw = std::system(command.c_str());
+  return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(dir.file("out")), slurp(dir.file("err"))};
+}
+
+std::string const kUsage = std::string("usage: ") + ZANDOR_LAUNCHER_EXE + " [options]\n" +
+    "-d   |                          : base game directory\n"
+    "     | --update-check-url       : update check url\n"
+    "     | --service-url            : service url\n"
+    "     | --download-url           : download url\n"
+    "-t   |                          : temp dir\n"
+    "     | --uiurl                  : url for custom ui.\n"
+    "     | --skip-version-check     : launcher doesn't check for updates to itself\n"
+    "     | --beta                   : allow use of beta versions of the launcher\n"
+    "     | --devmode                : developer mode for internal testing (requires appropriate credentials)\n"
+    "     | --software-ui            : render ui without using gpu\n"
+    "     | --disable-ui-boot-cache  : Don't cache boot.js - for development\n"
+    "     | --coherent-log-level     : Set coherent logging level [TRACE|DEBUG|INFO|WARNING|ASSERTFAILURE|ERROR|]\n"
+    "     | --coherent-allow-minidumps : allow coherent to create minidumps\n"
+    "-h   | --help                   : Prints the list of command line options\n";
+
+TEST(LauncherEntry, HelpPrintsEveryOptionInRegistrationOrder) {
+  for (char const* flag : {"--help", "-h", "-d /x --help"}) {
+    Outcome o = launch(flag);
+    EXPECT_EQ(o.status, 0) << flag;
+    EXPECT_EQ(o.out, kUsage) << flag;
+    EXPECT_EQ(o.err, "") << flag;
+  }
+}
+
+TEST(LauncherEntry, AnUnknownOptionIsReportedAndTheRunGoesOn) {
+  Outcome helpFirst = launch("--help --bogus");
+  EXPECT_EQ(helpFirst.status, 0);
+  EXPECT_EQ(helpFirst.err, "Unknown command line option --bogus\n");
+  EXPECT_EQ(helpFirst.out, kUsage);
+
+  // Options behind the bad one are never looked at.
+  Outcome helpLast = launch("--bogus --help");
+  EXPECT_EQ(helpLast.status, 1);
+  EXPECT_EQ(helpLast.err, "Unknown command line option --bogus\nNo game factory\n");
+  EXPECT_EQ(helpLast.out, "");
+}
+
+TEST(LauncherEntry, OptionValuesAreValidated) {
+  Outcome o = launch("--coherent-log-level=loud");
+  EXPECT_EQ(o.err,
+            "loud is not valid for option --coherent-log-level=loud\n"
+            "Set coherent logging level [TRACE|DEBUG|INFO|WARNING|ASSERTFAILURE|ERROR|]\n"
+            "No game factory\n");
+  EXPECT_EQ(launch("--coherent-log-level warning").err, "No game factory\n");
+  EXPECT_EQ(launch("-t").err, "Missing value for -t option\ntemp dir\nNo game factory\n");
+}
+
+TEST(LauncherEntry, WithoutAGameFactoryTheRunEnds) {
+  Outcome o = launch("");
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err, "No game factory\n");
+}
+
+}  // namespace
