@@ -1,13 +1,12 @@
 // Reading speed of ka::Json and of the manifest reader against nlohmann::json on the same bytes.
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <nlohmann/json.hpp>
 #include <random>
 #include <string>
 
+#include "bench_util.h"
 #include "ka/json.h"
 #include "update/manifest.h"
 #include "vorn/gzip.h"
@@ -45,17 +44,6 @@ std::string manifestText(size_t entries, size_t minBytes) {
     out += "]}";
   }
   return out + "\n  ]\n}\n";
-}
-
-// Best of several runs, in seconds.
-double timeBest(int runs, std::function<void()> const& work) {
-  double best = 1e30;
-  for (int i = 0; i < runs; ++i) {
-    auto start = std::chrono::steady_clock::now();
-    work();
-    best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-  }
-  return best;
 }
 
 uint64_t digits(nlohmann::json const& object, char const* key) {

@@ -26,21 +26,6 @@ class ChunkWriter {
   size_t used_ = 0;
 };
 
-// Restores a stream's precision and flags when the scope ends.
-class FormatGuard {
- public:
-  explicit FormatGuard(std::ostream& os) : os_(os), flags_(os.flags()), precision_(os.precision()) {}
-  ~FormatGuard() {
-    os_.flags(flags_);
-    os_.precision(precision_);
-  }
-
- private:
-  std::ostream& os_;
-  std::ios_base::fmtflags flags_;
-  std::streamsize precision_;
-};
-
 }  // namespace
 
 std::ostream& operator<<(std::ostream& os, CStrEscape const& e) {
@@ -77,7 +62,7 @@ std::ostream& operator<<(std::ostream& os, BashEscape const& e) {
 }
 
 std::ostream& operator<<(std::ostream& os, Count const& c) {
-  FormatGuard guard(os);
+  StreamFormatGuard guard(os);
   float value = float(c.count) * c.scale;
   os.precision(3);
   os.unsetf(std::ios_base::floatfield | std::ios_base::showpoint);
@@ -89,7 +74,7 @@ std::ostream& operator<<(std::ostream& os, Count const& c) {
 }
 
 std::ostream& operator<<(std::ostream& os, Bytes const& b) {
-  FormatGuard guard(os);
+  StreamFormatGuard guard(os);
   os.precision(3);
   os.unsetf(std::ios_base::showpoint);
   if (b.size <= 1023) return os << b.size << " B";

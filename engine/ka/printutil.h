@@ -31,6 +31,23 @@ struct Indent {
   char character = ' ';
 };
 
+// Restores a stream's precision and flags when the scope ends.
+class StreamFormatGuard {
+ public:
+  explicit StreamFormatGuard(std::ostream& os) : os_(os), flags_(os.flags()), precision_(os.precision()) {}
+  ~StreamFormatGuard() {
+    os_.flags(flags_);
+    os_.precision(precision_);
+  }
+  StreamFormatGuard(StreamFormatGuard const&) = delete;
+  StreamFormatGuard& operator=(StreamFormatGuard const&) = delete;
+
+ private:
+  std::ostream& os_;
+  std::ios_base::fmtflags flags_;
+  std::streamsize precision_;
+};
+
 std::ostream& operator<<(std::ostream& os, CStrEscape const& e);
 std::ostream& operator<<(std::ostream& os, BashEscape const& e);
 std::ostream& operator<<(std::ostream& os, Count const& c);
