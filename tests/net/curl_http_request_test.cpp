@@ -1,0 +1,327 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <stdexcept>
+
+#include "ka/taskqueue.h"
+#include "support/http_client.h"
+#include "support/local_http_server.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+char patternByte(size_t i) { return char(i % 251); }
+
+// Routes that give every kind of answer the client must handle.
+void addRoutes(httplib::Server& s, std::atomic<bool>& stopping) {
+  s.Get(R"(/status/(\d+))", [](httplib::Request const& req, httplib::Response& res) {
+    int code = std::stoi(req.matches[1]);
+    res.status = code;
+    if (code == 301) res.set_header("Location", "/status/200");
+    if (code != 204) res.set_content("status " + std::to_string(code), "text/plain");
+  });
+  s.Get(R"(/big/(\d+))", [](httplib::Request const& req, httplib::Response& res) {
+    size_t size = std::stoull(req.matches[1]);
+    res.set_content_provider(size, "application/octet-stream",
+                             [](size_t offset, size_t length, httplib::DataSink& sink) {
+                               std::string chunk(std::min<size_t>(length, 65536), '\0');
+                               for (size_t i = 0; i < chunk.size(); ++i) chunk[i] = patternByte(offset + i);
+                               return sink.write(chunk.data(), chunk.size());
+                             });
+  });
+  s.Get("/slow", [](httplib::Request const&, httplib::Response& res) {
+    std::this_thread::sleep_for(300ms);
+    res.set_content("slow", "text/plain");
+  });
+  s.Get("/stall", [&stopping](httplib::Request const&, httplib::Response& res) {
+    res.set_chunked_content_provider("text/plain", [&stopping](size_t offset, httplib::DataSink& sink) {
+      if (stopping || offset > 500 * 1024 || !sink.is_writable()) return false;
+      std::this_thread::sleep_for(20ms);
+      return sink.write(std::string(1024, 's').data(), 1024);
+    });
+  });
+  s.Get("/reset", [](httplib::Request const&, httplib::Response& res) {
+    res.set_content_provider(1 << 20, "application/octet-stream",
+                             [](size_t offset, size_t, httplib::DataSink& sink) {
+                               if (offset >= 65536) return false;  // the connection closes mid-body
+                               return sink.write(std::string(65536, 'r').data(), 65536);
+                             });
+  });
+  s.Post("/echo", [](httplib::Request const& req, httplib::Response& res) {
+    res.set_content(req.method + "|" + req.get_header_value("Content-Type") + "|" + req.body, "text/plain");
+  });
+  s.Get("/headers", [](httplib::Request const& req, httplib::Response& res) {
+    std::string seen = req.get_header_value("User-Agent");
+    for (size_t i = 0; i < req.get_header_value_count("X-Test"); ++i) seen += "|" + req.get_header_value("X-Test", i);
+    res.set_content(seen, "text/plain");
+  });
+}
+
+class CurlHttpTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    addRoutes(server.routes(), stopping);
+    server.start();
+  }
+  void TearDown() override {
+    stopping = true;
+    server.stop();
+  }
+
+  std::string body(ka::RefNoCount<net::HttpRequest> r) {
+    ka::Ref<net::HttpResponse> response = r->response();
+    return response ? response->results().str() : "<no response>";
+  }
+
+  std::atomic<bool> stopping{false};
+  LocalHttpServer server;
+  PumpedLoader client;
+};
+
+TEST_F(CurlHttpTest, EveryStatusIsACompletedTransfer) {
+  struct Case {
+    int code;
+    char const* body;
+  } const cases[] = {{200, "status 200"}, {204, ""}, {301, "status 301"}, {404, "status 404"}, {500, "status 500"}};
+  for (Case const& c : cases) {
+    auto r = client.request(server.url("/status/" + std::to_string(c.code)));
+    r->execute();
+    ASSERT_TRUE(waitForCompletion(r)) << c.code;
+    EXPECT_EQ(r->error().str(), "") << c.code;
+    ka::Ref<net::HttpResponse> response = r->response();
+    ASSERT_TRUE(response) << c.code;
+    EXPECT_EQ(response->responseCode(), uint32_t(c.code)) << "redirects are not followed";
+    EXPECT_EQ(response->results().str(), c.body);
+    EXPECT_EQ(response->header("Location").str(), "");
+  }
+  auto empty = client.request(server.url("/status/204"));
+  empty->execute();
+  ASSERT_TRUE(waitForCompletion(empty));
+  EXPECT_EQ(empty->response()->results().begin, nullptr);
+  EXPECT_TRUE(empty->response()->resultsVector().empty());
+}
+
+TEST_F(CurlHttpTest, LargeBodiesStreamToTheDataHandler) {
+  size_t const size = 48u << 20;
+  size_t received = 0;
+  bool intact = true;
+  auto r = client.request(server.url("/big/" + std::to_string(size)));
+  r->setDataHandler([&](char const* data, unsigned long count) {
+    for (unsigned long i = 0; i < count; ++i) intact &= data[i] == patternByte(received + i);
+    received += count;
+  });
+  r->execute();
+  ASSERT_TRUE(waitForCompletion(r, 60s));
+  EXPECT_EQ(received, size);
+  EXPECT_TRUE(intact);
+  EXPECT_EQ(r->bytesRead(), size);
+  EXPECT_TRUE(r->response()->resultsVector().empty()) << "nothing is buffered";
+}
+
+TEST_F(CurlHttpTest, NothingIsShownWhileATransferRuns) {
+  auto r = client.request(server.url("/slow"));
+  r->execute();
+  EXPECT_FALSE(r->isComplete());
+  EXPECT_FALSE(r->response());
+  try {
+    r->setURL(server.url("/status/200"));
+    ADD_FAILURE() << "setURL during a transfer";
+  } catch (std::runtime_error const& e) {
+    EXPECT_STREQ(e.what(), "Cannot change request parameters while a request is active");
+  }
+  EXPECT_THROW(r->addHeader("X-Late: 1"), std::runtime_error);
+  EXPECT_THROW(r->execute(), std::runtime_error);
+  ASSERT_TRUE(waitForCompletion(r));
+  EXPECT_EQ(body(r), "slow") << "the transfer went on to its own URL";
+}
+
+TEST_F(CurlHttpTest, PostsWithContentTypeAndSendsHeaders) {
+  auto post = client.request(server.url("/echo"));
+  post->setPostData("name=value&x=1", "application/x-www-form-urlencoded");
+  post->execute();
+  ASSERT_TRUE(waitForCompletion(post));
+  EXPECT_EQ(body(post), "POST|application/x-www-form-urlencoded|name=value&x=1");
+
+  auto get = client.request(server.url("/headers"));
+  get->addHeader("X-Test: one");
+  get->execute();
+  ASSERT_TRUE(waitForCompletion(get));
+  EXPECT_EQ(body(get), "libcurl-agent/1.0|one");
+  // A request runs again with its parameters, and header lines accumulate.
+  get->addHeader("X-Test: two");
+  get->execute();
+  ASSERT_TRUE(waitForCompletion(get));
+  EXPECT_EQ(body(get), "libcurl-agent/1.0|one|two");
+}
+
+TEST_F(CurlHttpTest, TransportFailuresCarryLibcurlsText) {
+  auto reset = client.request(server.url("/reset"));
+  reset->execute();
+  ASSERT_TRUE(waitForCompletion(reset));
+  EXPECT_FALSE(reset->response());
+  EXPECT_NE(reset->error().str(), "");
+
+  auto refused = client.request("http://127.0.0.1:1/");
+  refused->execute();
+  ASSERT_TRUE(waitForCompletion(refused));
+  EXPECT_FALSE(refused->response());
+  EXPECT_NE(refused->error().str().find("onnect"), std::string::npos) << refused->error().str();
+
+  auto bad = client.request("no scheme at all");
+  bad->execute();
+  ASSERT_TRUE(waitForCompletion(bad));
+  EXPECT_NE(bad->error().str(), "");
+
+  // The same request succeeds afterwards, with no trace of the earlier failure.
+  bad->setURL(server.url("/status/200"));
+  bad->execute();
+  ASSERT_TRUE(waitForCompletion(bad));
+  EXPECT_EQ(bad->error().str(), "");
+  EXPECT_EQ(body(bad), "status 200");
+}
+
+TEST_F(CurlHttpTest, AbortEndsTheTransferAndTheRequestRunsAgain) {
+  auto quick = client.request(server.url("/stall"));
+  quick->execute();
+  quick->abort();
+  EXPECT_FALSE(quick->response());
+  ASSERT_TRUE(waitForCompletion(quick));
+  EXPECT_FALSE(quick->response());
+
+  auto during = client.request(server.url("/stall"));
+  during->execute();
+  auto until = std::chrono::steady_clock::now() + 10s;
+  while (during->bytesRead() < 4096 && std::chrono::steady_clock::now() < until) std::this_thread::sleep_for(1ms);
+  ASSERT_GE(during->bytesRead(), 4096u);
+  during->abort();
+  ASSERT_TRUE(waitForCompletion(during, 5s));
+  EXPECT_FALSE(during->response());
+
+  during->setURL(server.url("/status/200"));
+  during->execute();
+  ASSERT_TRUE(waitForCompletion(during));
+  EXPECT_EQ(body(during), "status 200");
+}
+
+// Records what a handler is told, on the queue the test runs.
+struct Recorder : net::HttpResultHandler {
+  void requestCompleted(ka::RefNoCount<net::HttpRequest>, ka::RefNoCount<net::HttpResponse> response) override {
+    events.push_back("completed " + std::to_string(response ? response->responseCode() : 0));
+  }
+  void requestFailed(ka::RefNoCount<net::HttpRequest>, ka::StringRange error) override {
+    events.push_back(error.empty() ? "failed" : "failed with text");
+  }
+  void requestAborted(ka::RefNoCount<net::HttpRequest>) override { events.push_back("aborted"); }
+  std::vector<std::string> events;
+};
+
+TEST_F(CurlHttpTest, HandlersHearOutcomesOnTheirQueue) {
+  Recorder recorder;
+  ka::ThreadSafeTaskQueue queue;
+  for (std::string path : {"/status/404", "/reset", "/stall"}) {
+    auto r = client.request(server.url(path));
+    r->setHandler(&recorder, &queue);
+    r->execute();
+    if (path == "/stall") r->abort();
+    ASSERT_TRUE(waitForCompletion(r));
+  }
+  EXPECT_TRUE(recorder.events.empty()) << "nothing runs until the queue does";
+  queue.run();
+  EXPECT_EQ(recorder.events, (std::vector<std::string>{"completed 404", "failed with text", "aborted"}));
+}
+
+TEST_F(CurlHttpTest, TheLastReferenceFreesTheRequestOnTheNetworkThread) {
+  client.stopPump();
+  auto r = client.request(server.url("/status/200"));
+  EXPECT_EQ(client.loader().requestCount(), 1u);
+  std::thread([moved = std::move(r)]() mutable { moved.reset(); }).join();
+  EXPECT_EQ(client.loader().requestCount(), 1u) << "freed only when the network thread gets to it";
+  client.loader().push();
+  EXPECT_EQ(client.loader().requestCount(), 0u);
+}
+
+TEST_F(CurlHttpTest, ALoaderDestroyedMidTransferLeavesCompleteRequests) {
+  Recorder recorder;
+  ka::ThreadSafeTaskQueue queue;
+  auto r = client.request(server.url("/stall"));
+  r->setHandler(&recorder, &queue);
+  r->execute();
+  auto until = std::chrono::steady_clock::now() + 10s;
+  while (r->bytesRead() == 0 && std::chrono::steady_clock::now() < until) std::this_thread::sleep_for(1ms);
+  auto idle = client.request(server.url("/status/200"));
+  auto dropped = client.request(server.url("/status/200"));
+  client.stopPump();
+  dropped.reset();  // its freeing task never runs now
+  client.shared().reset();
+  EXPECT_TRUE(r->isComplete());
+  EXPECT_FALSE(r->response());
+  EXPECT_TRUE(idle->isComplete());
+  queue.run();
+  EXPECT_EQ(recorder.events, std::vector<std::string>{"aborted"});
+}
+
+// A certificate authority and a server certificate for 127.0.0.1, made for this run.
+class CurlHttpsTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    keys = new TempDir;
+    std::string d = keys->path();
+    std::string script =
+        "cd '" + d + "' && "
+        "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout ca.key -out ca.pem "
+        "-days 2 -subj '/CN=Zandor Test CA' && "
+        "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout other.key -out other.pem "
+        "-days 2 -subj '/CN=Some Other CA' && "
+        "openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout server.key -out server.csr "
+        "-subj '/CN=127.0.0.1' && "
+        "printf 'subjectAltName=IP:127.0.0.1,DNS:localhost\\nbasicConstraints=CA:FALSE\\n' > ext.cnf && "
+        "openssl x509 -req -in server.csr -CA ca.pem -CAkey ca.key -CAcreateserial -out server.pem -days 2 "
+        "-extfile ext.cnf";
+    ASSERT_EQ(std::system(("(" + script + ") >/dev/null 2>&1").c_str()), 0) << "openssl could not make certificates";
+  }
+  static void TearDownTestSuite() { delete keys; }
+
+  void SetUp() override {
+    server = std::make_unique<LocalHttpServer>(keys->file("server.pem"), keys->file("server.key"));
+    server->routes().Get("/hello", [](httplib::Request const&, httplib::Response& res) {
+      res.set_content("secure hello", "text/plain");
+    });
+    server->start();
+  }
+
+  // Runs one request against the server with a loader trusting `bundle`.
+  ka::Ref<net::HttpRequest> fetch(std::string const& bundle) {
+    clients.push_back(std::make_unique<PumpedLoader>(bundle));
+    auto r = clients.back()->request(server->url("/hello"));
+    r->execute();
+    EXPECT_TRUE(waitForCompletion(r));
+    return r;
+  }
+
+  static TempDir* keys;
+  std::unique_ptr<LocalHttpServer> server;
+  std::vector<std::unique_ptr<PumpedLoader>> clients;
+};
+
+TempDir* CurlHttpsTest::keys = nullptr;
+
+TEST_F(CurlHttpsTest, TheGivenBundleIsTrusted) {
+  auto r = fetch(keys->file("ca.pem"));
+  ASSERT_TRUE(r->response()) << r->error().str();
+  EXPECT_EQ(r->response()->results().str(), "secure hello");
+}
+
+TEST_F(CurlHttpsTest, OtherBundlesFailWithLibcurlsText) {
+  for (std::string bundle : {keys->file("other.pem"), keys->file("missing.pem"), std::string()}) {
+    auto r = fetch(bundle);
+    EXPECT_FALSE(r->response()) << bundle;
+    std::string error = r->error().str();
+    EXPECT_TRUE(error.find("certificate") != std::string::npos || error.find("CA") != std::string::npos)
+        << bundle << ": " << error;
+  }
+}
+
+}  // namespace
