@@ -70,31 +70,27 @@ struct Match {
   StringRange attached;  // value written into the same argument
 };
 
-Match findMatch(StringRange arg, bool& anyPassthrough) {
-  anyPassthrough = false;
-  Match found;
+// The first registered option that the argument names, with its value if one is attached.
+Match findMatch(StringRange arg) {
   for (CmdLineArgument* e = gFirst; e; e = CmdLineAccess::next(e)) {
-    if (found.entry) break;
     StringRange shortName = e->shortName();
     StringRange longName = e->longName();
     if (!shortName.empty() && arg.startsWith(shortName)) {
-      found.entry = e;
-      found.exact = arg.size() == shortName.size();
-      found.attached = StringRange(arg.begin + shortName.size(), arg.end);
-    } else if (!longName.empty() && arg.startsWith(longName)) {
-      if (arg.size() == longName.size()) {
-        found.entry = e;
-        found.exact = true;
-      } else if (arg[longName.size()] == '=') {
-        found.entry = e;
-        found.attached = StringRange(arg.begin + longName.size() + 1, arg.end);
-      }
+      return {e, arg.size() == shortName.size(), StringRange(arg.begin + shortName.size(), arg.end)};
+    }
+    if (!longName.empty() && arg.startsWith(longName)) {
+      if (arg.size() == longName.size()) return {e, true, StringRange()};
+      if (arg[longName.size()] == '=') return {e, false, StringRange(arg.begin + longName.size() + 1, arg.end)};
     }
   }
+  return {};
+}
+
+bool anyPassthrough() {
   for (CmdLineArgument* e = gFirst; e; e = CmdLineAccess::next(e)) {
-    if (e->type() == CmdLineArgument::Passthrough) anyPassthrough = true;
+    if (e->type() == CmdLineArgument::Passthrough) return true;
   }
-  return found;
+  return false;
 }
 
 CmdLineArgument* findEntry(StringRange name, bool (*typeFits)(CmdLineArgument::ArgumentType)) {
@@ -115,10 +111,9 @@ bool process(int argc, char const** argv, std::ostream& err) {
       sPositionals.push_back(arg);
       continue;
     }
-    bool anyPassthrough = false;
-    Match match = findMatch(arg, anyPassthrough);
+    Match match = findMatch(arg);
     if (!match.entry) {
-      if (anyPassthrough) continue;
+      if (anyPassthrough()) continue;
       err << "Unknown command line option " << arg << "\n";
       return false;
     }
