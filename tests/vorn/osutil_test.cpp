@@ -39,7 +39,7 @@ TEST(Osutil, MakesDirectoriesAndParents) {
   EXPECT_FALSE(osutil::mkdirAndParents(dir.file("file/sub/deeper")));
   EXPECT_FALSE(osutil::mkdirAndParents(""));
 
-  std::string here = get_current_dir_name();
+  std::string here = std::filesystem::current_path();
   ASSERT_EQ(chdir(dir.path().c_str()), 0);
   EXPECT_TRUE(osutil::mkdirAndParents("rel/one/two"));
   ASSERT_EQ(chdir(here.c_str()), 0);
