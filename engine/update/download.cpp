@@ -1,0 +1,107 @@
+#include "download.h"
+
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+
+#include "ka/strutil.h"
+
+namespace update {
+
+namespace {
+
+// Runs the request to its end or until the cancel flag is set.
+ka::Ref<net::HttpRequest> run(ka::Ref<net::HttpRequest> request, DownloadProgress& progress) {
+  request->execute();
+  while (!request->isComplete()) {
+    if (progress.cancelFlag) {
+      request->abort();
+      return request;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    progress.bytesReceived = request->bytesRead();
+  }
+  ka::StringRange transportError = request->error();
+  if (!transportError.empty()) {
+    progress.error = transportError.str();
+    progress.finished = true;
+    return request;
+  }
+  ka::Ref<net::HttpResponse> response = request->response();
+  if (response && response->responseCode() >= 200 && response->responseCode() <= 300) {
+    progress.bytesReceived = progress.bytesExpected.load();
+    return request;
+  }
+  std::string body = response ? response->results().str() : std::string();
+  progress.error = body.empty() ? "error" : body;
+  progress.finished = true;
+  return request;
+}
+
+bool succeeded(DownloadProgress const& progress) { return progress.error.empty() && !progress.cancelFlag; }
+
+ka::Ref<net::HttpRequest> makeRequest(net::HttpLoader& http, ka::StringRange url, std::string const& authToken) {
+  ka::Ref<net::HttpRequest> request = http.createRequest();
+  request->setURL(url);
+  if (!authToken.empty()) request->addHeader(ka::stringprintf("X-Authorization: %s", authToken.c_str()));
+  return request;
+}
+
+ka::Json makeError(ka::StringRange message, int code) {
+  ka::Json error = ka::Json::makeObject();
+  error.set("ErrorCode", ka::Json::makeNumber(code));
+  error.set("Message", ka::Json::makeString(message));
+  return error;
+}
+
+}  // namespace
+
+void download(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, DownloadProgress& progress,
+              std::vector<char>& out) {
+  ka::Ref<net::HttpRequest> request = run(makeRequest(*http, url, ""), progress);
+  out.clear();
+  if (!succeeded(progress)) return;
+  out.swap(request->response()->resultsVector());
+  progress.finished = true;
+}
+
+void download(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, DownloadProgress& progress,
+              std::function<void(char const*, unsigned long)> sink) {
+  ka::Ref<net::HttpRequest> request = makeRequest(*http, url, "");
+  request->setDataHandler(std::move(sink));
+  run(request, progress);
+  if (succeeded(progress)) progress.finished = true;
+}
+
+std::string downloadString(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, DownloadProgress& progress,
+                           std::string const& authToken) {
+  ka::Ref<net::HttpRequest> request = run(makeRequest(*http, url, authToken), progress);
+  if (!succeeded(progress)) return std::string();
+  progress.finished = true;
+  return request->response()->results().str();
+}
+
+ka::Json jsonRequest(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, ka::StringRange postData,
+                     ka::StringRange contentType, DownloadProgress& progress, std::string const& authToken) {
+  ka::Ref<net::HttpRequest> request = makeRequest(*http, url, authToken);
+  if (!postData.empty()) request->setPostData(postData, contentType);
+  run(request, progress);
+  if (progress.cancelFlag) return ka::Json();
+  if (!progress.error.empty()) return makeError(progress.error, -1);
+  progress.finished = true;
+  try {
+    ka::StringRange body = request->response()->results();
+    if (body.empty()) return ka::Json::makeObject();
+    ka::StringRangeStream stream(body);
+    return ka::Json::readFrom(stream);
+  } catch (std::exception const& e) {
+    return makeError(e.what(), -1);
+  }
+}
+
+ka::Json jsonRequest(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, DownloadProgress& progress,
+                     std::string const& authToken) {
+  return jsonRequest(std::move(http), url, ka::StringRange(), ka::StringRange(), progress, authToken);
+}
+
+}  // namespace update
