@@ -4,7 +4,10 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "chunked_reader.h"
+#include "ka/MD5.h"
 #include "ka/log.h"
+#include "ka/sha1.h"
 #include "vorn/gzip.h"
 
 namespace update {
@@ -110,6 +113,44 @@ ka::Json Manifest::toJson(std::shared_ptr<Manifest> manifest) {
   }
   root.set("bundles", bundles);
   return root;
+}
+
+std::string readAndChecksum(ka::StringRange path, std::vector<char>* bytes) {
+  std::ifstream file(path.str(), std::ios::binary);
+  if (!file) return std::string();
+  ka::SHA1Context sha1;
+  sha1.reset();
+  ChunkedReader reader(file, 131072);
+  while (reader.readBytes()) {
+    sha1.update(reader.buffer.data(), reader.buffer.size());
+    if (bytes) bytes->insert(bytes->end(), reader.buffer.begin(), reader.buffer.end());
+  }
+  if (reader.failed) return std::string();
+  return sha1.digest().toString();
+}
+
+std::string readAndChecksumMD5(ka::StringRange path, std::vector<char>* bytes) {
+  std::ifstream file(path.str(), std::ios::binary | std::ios::ate);
+  if (!file) return std::string();
+  std::vector<char> local;
+  std::vector<char>& content = bytes ? *bytes : local;
+  std::streamoff length = std::max<std::streamoff>(file.tellg(), 0);
+  content.resize(size_t(length));
+  if (length > 0) {
+    file.seekg(0);
+    file.read(content.data(), length);
+  }
+  ka::MD5Context md5;
+  md5.reset();
+  md5.update(content.data(), content.size());
+  return md5.digest().toString();
+}
+
+std::string checksumBytes(std::vector<char> const& bytes) {
+  ka::SHA1Context sha1;
+  sha1.reset();
+  sha1.update(bytes.data(), bytes.size());
+  return sha1.digest().toString();
 }
 
 }  // namespace update

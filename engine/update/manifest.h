@@ -42,4 +42,11 @@ struct Manifest {
   static ka::Json toJson(std::shared_ptr<Manifest> manifest);
 };
 
+// SHA-1 text of a file read in 128 KiB chunks, or empty if it can't be opened or read; the
+// content is appended to `bytes` when given.
+std::string readAndChecksum(ka::StringRange path, std::vector<char>* bytes);
+// MD5 text of a whole file read at once, or empty if it can't be opened.
+std::string readAndChecksumMD5(ka::StringRange path, std::vector<char>* bytes);
+std::string checksumBytes(std::vector<char> const& bytes);
+
 }  // namespace update
