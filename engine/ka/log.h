@@ -31,8 +31,9 @@ class LogPrinter : public std::ostringstream {
 
 }  // namespace ka
 
-// KA_LOG(Info) << "text"; formats nothing when the level is suppressed.
-#define KA_LOG(level)                                                            \
-  if (::ka::gReportingLevel < static_cast<int>(::ka::LogLevel::level)) {         \
-  } else                                                                         \
-    ::ka::LogPrinter(::ka::LogLevel::level).stream()
+// KA_LOG(Info) << "text"; formats nothing when the level is suppressed. A loop that runs at
+// most once, rather than an if, so that the macro nests under an unbraced if without a dangling else.
+#define KA_LOG(level)                                                                                  \
+  for (bool kaLogOnce = ::ka::gReportingLevel >= static_cast<int>(::ka::LogLevel::level); kaLogOnce; \
+       kaLogOnce = false)                                                                              \
+  ::ka::LogPrinter(::ka::LogLevel::level).stream()
