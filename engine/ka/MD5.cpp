@@ -72,6 +72,7 @@ void MD5Context::processBlock(uint32_t state[4], uint8_t const* block) {
 }
 
 void MD5Context::update(void const* data, unsigned long length) {
+  if (length == 0) return;  // an empty vector may hand in a null pointer
   byteCount_ += length;
   auto const* in = static_cast<uint8_t const*>(data);
   if (buffered_ > 0) {

@@ -50,6 +50,7 @@ void SHA1Context::update(void const* data, unsigned long length) {
   if ((uint64_t(length) & kTopThreeBits) || ((byteCount_ + length) & kTopThreeBits)) {
     throw std::runtime_error("message too long");
   }
+  if (length == 0) return;  // an empty vector may hand in a null pointer
   byteCount_ += length;
   auto const* in = static_cast<uint8_t const*>(data);
   if (buffered_ > 0) {
