@@ -1,0 +1,85 @@
+// Serves a published game on 127.0.0.1 under "/game/", counting requests and injecting faults.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <mutex>
+#include <set>
+#include <thread>
+
+#include "support/game_publisher.h"
+#include "support/local_http_server.h"
+
+class GameServer {
+ public:
+  GameServer() {
+    server_.routes().Get(R"(/game/(.*))", [this](httplib::Request const& req, httplib::Response& res) {
+      serve(req.matches[1], res);
+    });
+    server_.start();
+  }
+
+  void publish(PublishedGame const& game, std::string const& manifestName = "manifest.gz") {
+    std::lock_guard lock(mutex_);
+    files_[manifestName] = game.manifestGz;
+    for (auto const& [checksum, data] : game.bundles) files_["hashed/" + checksum] = data;
+  }
+  void failAlways(std::string const& path) { locked([&] { missing_.insert(path); }); }
+  void corruptOnce(std::string const& path) { locked([&] { corrupt_.insert(path); }); }
+  // Sends this file in small pieces with pauses, so that a test can catch it mid-transfer.
+  void throttle(std::string const& path) { locked([&] { slow_.insert(path); }); }
+  int requests(std::string const& path) {
+    std::lock_guard lock(mutex_);
+    return counts_[path];
+  }
+  int bundleRequests() {
+    std::lock_guard lock(mutex_);
+    int n = 0;
+    for (auto const& [path, count] : counts_) n += path.rfind("hashed/", 0) == 0 ? count : 0;
+    return n;
+  }
+  void resetCounts() { locked([&] { counts_.clear(); }); }
+  std::string baseUrl() const { return server_.url("/"); }
+  void stop() {
+    stopping_ = true;
+    server_.stop();
+  }
+
+ private:
+  template <class F>
+  void locked(F f) {
+    std::lock_guard lock(mutex_);
+    f();
+  }
+
+  void serve(std::string const& path, httplib::Response& res) {
+    std::lock_guard lock(mutex_);
+    ++counts_[path];
+    auto it = files_.find(path);
+    if (missing_.count(path) || it == files_.end()) {
+      res.status = 404;
+      res.set_content("<html>Not Found</html>", "text/html");
+      return;
+    }
+    std::string body(it->second.begin(), it->second.end());
+    if (corrupt_.erase(path) && !body.empty()) body[body.size() / 2] ^= 0x55;
+    if (!slow_.count(path)) {
+      res.set_content(body, "application/octet-stream");
+      return;
+    }
+    auto shared = std::make_shared<std::string>(std::move(body));
+    res.set_content_provider(shared->size(), "application/octet-stream",
+                             [this, shared](size_t offset, size_t length, httplib::DataSink& sink) {
+                               if (stopping_) return false;
+                               std::this_thread::sleep_for(std::chrono::milliseconds(5));
+                               return sink.write(shared->data() + offset, std::min<size_t>(length, 4096));
+                             });
+  }
+
+  std::mutex mutex_;
+  std::map<std::string, std::vector<char>> files_;
+  std::map<std::string, int> counts_;
+  std::set<std::string> missing_, corrupt_, slow_;
+  std::atomic<bool> stopping_{false};
+  LocalHttpServer server_;
+};

@@ -1,0 +1,28 @@
+// Runs one whole update in a process of its own, so that a test can kill it part way through.
+// usage: update_runner BASE_URL GAME_DIR TEMP_DIR MANIFEST_NAME
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "net/http_pump.h"
+#include "support/update_pipeline.h"
+
+int main(int argc, char** argv) {
+  if (argc != 5) {
+    std::fprintf(stderr, "usage: update_runner BASE_URL GAME_DIR TEMP_DIR MANIFEST_NAME\n");
+    return 2;
+  }
+  std::shared_ptr<net::HttpLoader> loader(net::createCurlHttpLoader(""));
+  std::thread(net::pumpHttpLoader, loader, std::make_shared<std::mutex>(), nullptr).detach();
+  auto context = update::createUpdateContext(loader, argv[2], argv[3], argv[1]);
+  context->setDownloadPath("game/hashed");
+  context->setManifestOnDisk(std::string(argv[2]) + "/manifest.gz");
+  PipelineResult result = runUpdatePipeline(context, argv[4], nullptr, [](char const* stage) {
+    std::printf("stage %s\n", stage);
+    std::fflush(stdout);
+  });
+  std::printf("result %s\n", result.ok ? "ok" : result.failedStage.c_str());
+  std::fflush(stdout);
+  std::_Exit(result.ok ? 0 : 1);  // the network thread runs on: leave without unwinding past it
+}
