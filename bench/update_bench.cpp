@@ -1,0 +1,134 @@
+// A whole update of a generated 1 GiB game from a local server into an empty directory, run in a
+// process of its own, against the least any updater pays: curl of the bundles and gzip -d.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <random>
+
+#include "support/game_server.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+// About half the bytes compress well (text-like), half not (random); many small files, some large.
+std::vector<std::vector<GameFile>> makeGame(uint64_t totalBytes) {
+  std::mt19937_64 rng(9);
+  std::vector<std::vector<GameFile>> bundles(1);
+  uint64_t inBundle = 0, made = 0;
+  for (int n = 0; made < totalBytes; ++n) {
+    size_t size = n % 40 == 39 ? 8 * 1024 * 1024 + rng() % (24 * 1024 * 1024) : 2048 + rng() % (256 * 1024);
+    GameFile f;
+    f.name = "/data" + std::to_string(n % 29) + "/asset" + std::to_string(n) + (n % 2 ? ".txt" : ".bin");
+    f.compressed = n % 2 == 1;
+    f.content.resize(size);
+    if (f.compressed) {
+      static char const words[] = "lorem ipsum dolor sit amet consectetur adipiscing elit sed do eiusmod ";
+      for (size_t i = 0; i < size; ++i) f.content[i] = words[(i + rng() % 3) % (sizeof words - 1)];
+    } else {
+      for (size_t i = 0; i + 8 <= size; i += 8) {
+        uint64_t v = rng();
+        std::memcpy(&f.content[i], &v, 8);
+      }
+    }
+    if (inBundle + size > (16u << 20) && !bundles.back().empty()) {
+      bundles.emplace_back();
+      inBundle = 0;
+    }
+    inBundle += size;
+    made += size;
+    bundles.back().push_back(std::move(f));
+  }
+  return bundles;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  uint64_t const total = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : uint64_t(1) << 30;
+  TempDir work;
+  std::printf("generating %.0f MB...\n", double(total) / 1e6);
+  std::fflush(stdout);
+  auto files = makeGame(total);
+  PublishedGame game = publishGame(files, "1");
+  GameServer server;
+  server.publish(game, "manifest.gz");
+
+  // The update, in a child process so that its peak memory is its own.
+  int out[2];
+  if (pipe(out) != 0) return 1;
+  Clock::time_point start = Clock::now();
+  pid_t child = fork();
+  if (child == 0) {
+    dup2(out[1], STDOUT_FILENO);
+    close(out[0]);
+    execl(ZANDOR_UPDATE_RUNNER, ZANDOR_UPDATE_RUNNER, server.baseUrl().c_str(), work.file("game").c_str(),
+          work.file("cache").c_str(), "game/manifest.gz", (char*)nullptr);
+    _exit(127);
+  }
+  close(out[1]);
+  std::vector<std::pair<std::string, double>> stages;
+  std::string pending;
+  char buffer[256];
+  for (ssize_t n; (n = read(out[0], buffer, sizeof buffer)) > 0;) {
+    pending.append(buffer, size_t(n));
+    for (size_t eol; (eol = pending.find('\n')) != std::string::npos; pending.erase(0, eol + 1)) {
+      stages.emplace_back(pending.substr(0, eol), since(start));
+    }
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  double updateSeconds = since(start);
+  bool ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+
+  // The baseline: every bundle fetched by curl to disk, every compressed entry inflated by gzip.
+  std::string base = work.file("baseline");
+  std::filesystem::create_directories(base);
+  std::ofstream config(base + "/curl.cfg");
+  for (auto const& [checksum, data] : game.bundles) {
+    config << "url = \"" << server.baseUrl() << "game/hashed/" << checksum << "\"\noutput = \"" << base << "/" << checksum
+           << "\"\n";
+  }
+  config.close();
+  int index = 0;
+  for (auto const& bundle : game.manifest->bundles) {
+    auto const& data = game.bundles.at(bundle.checksum);
+    for (auto const& e : bundle.entries) {
+      if (e.sizeZ == 0) continue;
+      std::ofstream(base + "/e" + std::to_string(index++) + ".gz", std::ios::binary)
+          .write(data.data() + e.offset, std::streamsize(e.sizeZ));
+    }
+  }
+  Clock::time_point baselineStart = Clock::now();
+  std::string curl = "curl -s -K '" + base + "/curl.cfg'";
+  std::string gunzip = "cd '" + base + "' && for f in e*.gz; do gzip -dc \"$f\" > \"${f%.gz}\"; done";
+  if (std::system(curl.c_str()) != 0 || std::system(gunzip.c_str()) != 0) return 1;
+  double baselineSeconds = since(baselineStart);
+  server.stop();
+
+  std::printf("game_mb = %.0f\n", double(total) / 1e6);
+  std::printf("bundles = %zu\n", game.manifest->bundles.size());
+  std::printf("update_ok = %d\n", ok ? 1 : 0);
+  // Each stage lasts from its own line to the next one.
+  double peakKb = 0;
+  for (size_t i = 0; i < stages.size(); ++i) {
+    std::string const& line = stages[i].first;
+    if (line.rfind("peak_rss_kb ", 0) == 0) peakKb = std::atof(line.c_str() + 12);
+    if (line.rfind("stage ", 0) != 0) continue;
+    double end = i + 1 < stages.size() ? stages[i + 1].second : updateSeconds;
+    std::printf("stage_%s_seconds = %.2f\n", line.substr(6).c_str(), end - stages[i].second);
+  }
+  std::printf("update_seconds = %.2f\n", updateSeconds);
+  // Read by the update process itself: the kernel's count for a forked child would include the
+  // parent's pages from before the exec.
+  std::printf("update_peak_rss_mb = %.1f\n", peakKb / 1024.0);
+  std::printf("baseline_seconds = %.2f\n", baselineSeconds);
+  std::printf("ratio = %.2f\n", baselineSeconds / updateSeconds);
+  return ok ? 0 : 1;
+}
