@@ -105,7 +105,7 @@ TEST_F(UpdateTest, AnIncrementalUpdateFetchesOnlyTheChangedBundle) {
   // under a name that differs from a listed one only in case.
   std::ofstream(gamePath("/stale.log")) << "old";
   std::ofstream(gamePath("/README.TXT")) << "case twin";
-  chmod(gamePath("/readme.txt").c_str(), 0444);
+  chmod(gamePath("/data/deep/er/config.json").c_str(), 0444);  // read-only, and about to be replaced
   server.resetCounts();
   PipelineResult r = update();
   ASSERT_TRUE(r.ok) << r.failedStage;
