@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "digest_blocks.h"
+
 namespace ka {
 
 namespace {
@@ -21,18 +23,9 @@ int const kShifts[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6,
 
 inline uint32_t rotl(uint32_t x, int n) { return (x << n) | (x >> (32 - n)); }
 
-char const kHexDigits[] = "0123456789abcdef";
-
 }  // namespace
 
-std::string MD5Digest::toString() const {
-  std::string text(32, '0');
-  for (int i = 0; i < 16; ++i) {
-    text[2 * i] = kHexDigits[bytes[i] >> 4];
-    text[2 * i + 1] = kHexDigits[bytes[i] & 15];
-  }
-  return text;
-}
+std::string MD5Digest::toString() const { return digest_blocks::hexText(bytes, 16); }
 
 void MD5Context::reset() {
   state_[0] = 0x67452301;
@@ -74,41 +67,18 @@ void MD5Context::processBlock(uint32_t state[4], uint8_t const* block) {
 void MD5Context::update(void const* data, unsigned long length) {
   if (length == 0) return;  // an empty vector may hand in a null pointer
   byteCount_ += length;
-  auto const* in = static_cast<uint8_t const*>(data);
-  if (buffered_ > 0) {
-    size_t take = 64 - buffered_;
-    if (length < take) {
-      std::memcpy(buffer_ + buffered_, in, length);
-      buffered_ += uint32_t(length);
-      return;
-    }
-    std::memcpy(buffer_ + buffered_, in, take);
-    processBlock(state_, buffer_);
-    buffered_ = 0;
-    in += take;
-    length -= take;
-  }
-  for (; length >= 64; in += 64, length -= 64) processBlock(state_, in);
-  buffered_ = uint32_t(length);
-  std::memcpy(buffer_, in, length);
+  digest_blocks::feed(buffer_, buffered_, static_cast<uint8_t const*>(data), length,
+                      [this](uint8_t const* blocks, size_t count) {
+                        for (size_t i = 0; i < count; ++i) processBlock(state_, blocks + 64 * i);
+                      });
 }
 
 MD5Digest MD5Context::digest() const {
   uint32_t state[4];
   std::memcpy(state, state_, sizeof state);
-  uint8_t block[64];
-  std::memcpy(block, buffer_, buffered_);
-  size_t used = buffered_;
-  block[used++] = 0x80;
-  if (used > 56) {
-    std::memset(block + used, 0, 64 - used);
-    processBlock(state, block);
-    used = 0;
-  }
-  std::memset(block + used, 0, 56 - used);
-  uint64_t bits = byteCount_ * 8;
-  for (int i = 0; i < 8; ++i) block[56 + i] = uint8_t(bits >> (8 * i));
-  processBlock(state, block);
+  digest_blocks::finish(buffer_, buffered_, byteCount_, false, [&state](uint8_t const* blocks, size_t count) {
+    for (size_t i = 0; i < count; ++i) processBlock(state, blocks + 64 * i);
+  });
   MD5Digest result;
   for (int i = 0; i < 4; ++i) {
     for (int b = 0; b < 4; ++b) result.bytes[4 * i + b] = uint8_t(state[i] >> (8 * b));

@@ -96,9 +96,9 @@ void updateGameFiles(std::shared_ptr<UpdateContext> context, std::shared_ptr<Upd
     if (!vorn::osutil::mkdirAndParents(path)) KA_LOG(Error) << "Unable to create directory " << path;
   }
   progress->total = uint32_t(byContent.size());
-  for (auto const& [checksum, entries] : byContent) {
+  for (auto const& group : byContent) {
     if (progress->canceled) break;
-    pool.enqueue([&context, &progress, &checksum, &entries] { applyContent(*context, *progress, checksum, entries); });
+    pool.enqueue([&context, &progress, &group] { applyContent(*context, *progress, group.first, group.second); });
   }
   pool.shutdown();
   removeStaleFiles(*context);
