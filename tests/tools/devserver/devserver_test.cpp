@@ -7,6 +7,7 @@
 
 #include "support/http_client.h"
 #include "support/temp_dir.h"
+#include "support/update_pipeline.h"
 #include "update/download.h"
 
 namespace {
@@ -158,6 +159,52 @@ TEST(DevServerConfig, ReadsTheFileAndSaysWhatIsMissing) {
     EXPECT_NE(std::string(e.what()).find("streams[0] needs"), std::string::npos) << e.what();
   }
   EXPECT_THROW(devserver::readConfig(dir.file("missing.json")), std::runtime_error);
+}
+
+}  // namespace
+
+namespace {
+
+// The demo as a player meets it: sign in, list the streams, update "stable" from the dev server.
+TEST(DevServerDemo, TheDemoStreamInstallsThroughTheDevServer) {
+  devserver::Config config = devserver::readConfig(ZANDOR_DEMO_DIR "/devserver.json");
+  config.port = 0;
+  devserver::DevServer server(config);
+  server.bind();
+  std::thread serving([&] { server.serve(); });
+  {
+    PumpedLoader client;
+    std::atomic<bool> cancel{false};
+    update::DownloadProgress login(cancel), list(cancel);
+    std::string ticket = update::jsonRequest(client.shared(), server.baseUrl() + "/GC/Authenticate",
+                                             "{\"AuthMethod\":\"ZandorCredentials\",\"ZandorName\":\"demo\",\"Password\":\"demo\"}",
+                                             "application/json", login, "")
+                             .get("SessionTicket")
+                             .asString("");
+    ASSERT_FALSE(ticket.empty());
+    ka::Json streams =
+        update::jsonRequest(client.shared(), server.baseUrl() + "/Launcher/ListStreams?Platform=Linux", list, ticket)
+            .get("Streams");
+    ka::Json stable = streams.get(0);
+    ASSERT_EQ(stable.get("StreamName").asString(""), "stable");
+
+    TempDir game;
+    std::string folder = stable.get("TitleFolder").asString("");
+    auto context = update::createUpdateContext(client.shared(), game.path() + "/stable", game.path() + "/cache",
+                                               stable.get("DownloadUrl").asString(""));
+    context->setDownloadAuthSuffix(stable.get("AuthSuffix").asString(""));
+    context->setDownloadPath(folder + "/hashed");
+    context->setManifestOnDisk(game.path() + "/stable/" + stable.get("ManifestName").asString(""));
+    PipelineResult r = runUpdatePipeline(context, folder + "/" + stable.get("ManifestName").asString(""));
+    EXPECT_TRUE(r.ok) << r.failedStage;
+    std::ifstream config(game.path() + "/stable/data/config.json");
+    std::string text((std::istreambuf_iterator<char>(config)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(text, "{\"version\": 2}\n");
+    client.stopPump();
+    client.shared().reset();
+  }
+  server.stop();
+  serving.join();
 }
 
 }  // namespace
