@@ -1,17 +1,13 @@
 #include "packer.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <list>
 #include <map>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 
-#include "ka/pathutil.h"
 #include "ka/sha1.h"
 #include "ka/strutil.h"
 #include "vorn/gzip.h"
