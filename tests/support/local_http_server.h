@@ -41,7 +41,6 @@ class LocalHttpServer {
     return std::string(dynamic_cast<httplib::SSLServer*>(server_.get()) ? "https" : "http") +
            "://127.0.0.1:" + std::to_string(port_) + path;
   }
-  int port() const { return port_; }
 
  private:
   std::unique_ptr<httplib::Server> server_;

@@ -1,4 +1,4 @@
-#include "ka/special_dir.h"
+#include "ka/system_dirs.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -33,7 +33,7 @@ bool exists(std::string const& path) {
   return stat(path.c_str(), &info) == 0;
 }
 
-TEST(SpecialDir, UserDirectoriesFollowXdgAndCreateNothing) {
+TEST(SystemDirs, UserDirectoriesFollowXdgAndCreateNothing) {
   EnvGuard env;
   env.set("XDG_DATA_HOME", "/nonexistent/xdg");
   EXPECT_EQ(ka::getUserDataDir("Acme", "Game"), "/nonexistent/xdg/Acme/Game/data");
@@ -47,7 +47,7 @@ TEST(SpecialDir, UserDirectoriesFollowXdgAndCreateNothing) {
   EXPECT_EQ(ka::getUserDocDir("A", "B"), "/nonexistent/home/.local/share/A/B/user");
 }
 
-TEST(SpecialDir, TempExecutableAndResources) {
+TEST(SystemDirs, TempExecutableAndResources) {
   EnvGuard env;
   env.set("TMPDIR", "/var/tmp/x");
   EXPECT_EQ(ka::getTempDir(), "/var/tmp/x");

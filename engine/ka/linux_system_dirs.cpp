@@ -7,7 +7,7 @@
 
 #include "die.h"
 #include "pathutil.h"
-#include "special_dir.h"
+#include "system_dirs.h"
 
 namespace ka {
 
