@@ -23,6 +23,10 @@ struct CmdLineAccess {
     a.isSet_ = true;
     a.value_ = value;
   }
+  static void unset(CmdLineArgument& a) {
+    a.isSet_ = false;
+    a.value_ = StringRange();
+  }
 };
 
 CmdLineArgument::CmdLineArgument(char const* shortName, char const* longName, ArgumentType type, Help help,
@@ -138,6 +142,12 @@ bool process(int argc, char const** argv, std::ostream& err) {
     }
   }
   return true;
+}
+
+void reset() {
+  for (CmdLineArgument* e = gFirst; e; e = CmdLineAccess::next(e)) CmdLineAccess::unset(*e);
+  sArgs.clear();
+  sPositionals.clear();
 }
 
 void usage(std::ostream& os) {

@@ -53,6 +53,8 @@ namespace cmd_line {
 // Parses argv against the registered options; reports the first fault on `err` and returns false.
 bool process(int argc, char const** argv, std::ostream& err);
 void usage(std::ostream& os);
+// Unsets every option, for a program or test that parses more than one command line.
+void reset();
 bool hasFlag(StringRange name);
 bool getArgVal(StringRange name, int& value);
 bool getArgVal(StringRange name, float& value);

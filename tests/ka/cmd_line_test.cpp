@@ -59,6 +59,11 @@ TEST(CmdLine, TakesValuesInEveryForm) {
   ASSERT_EQ(ka::cmd_line::positionals().size(), 3u);
   EXPECT_EQ(ka::cmd_line::positionals()[1].str(), "");
   EXPECT_EQ(ka::cmd_line::args().size(), 8u);
+
+  ka::cmd_line::reset();
+  EXPECT_FALSE(ka::cmd_line::hasFlag("-v"));
+  EXPECT_FALSE(ka::cmd_line::getArgVal("-n", count));
+  EXPECT_TRUE(ka::cmd_line::positionals().empty());
 }
 
 TEST(CmdLine, ReportsTheFirstFaultAndStops) {

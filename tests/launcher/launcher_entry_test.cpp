@@ -25,11 +25,14 @@ std::string slurp(std::string const& path) {
 
 Outcome launch(std::string const& args) {
   TempDir dir;
-  std::string command = std::string("'") + ZANDOR_LAUNCHER_EXE + "' " + args + " >'" + dir.file("out") + "' 2>'" +
-                        dir.file("err") + "' </dev/null";
+  // The launcher writes its log and certificates under the per-user data folder: keep them here.
+  std::string command = "XDG_DATA_HOME='" + dir.path() + "' '" + ZANDOR_LAUNCHER_EXE + "' " + args + " >'" +
+                        dir.file("out") + "' 2>'" + dir.file("err") + "' </dev/null";
   int raw = std::system(command.c_str());
   return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(dir.file("out")), slurp(dir.file("err"))};
 }
+
+std::string const kNoDisplay = "ZandorLauncher: no display platform is available in this build\n";
 
 std::string const kUsage = std::string("usage: ") + ZANDOR_LAUNCHER_EXE + " [options]\n" +
     "-d   |                          : base game directory\n"
@@ -65,24 +68,27 @@ TEST(LauncherEntry, AnUnknownOptionIsReportedAndTheRunGoesOn) {
   // Options behind the bad one are never looked at.
   Outcome helpLast = launch("--bogus --help");
   EXPECT_EQ(helpLast.status, 1);
-  EXPECT_EQ(helpLast.err, "Unknown command line option --bogus\nNo game factory\n");
-  EXPECT_EQ(helpLast.out, "");
+  EXPECT_EQ(helpLast.err, "Unknown command line option --bogus\n" + kNoDisplay);
+  EXPECT_EQ(helpLast.out.find("usage"), std::string::npos);
 }
 
 TEST(LauncherEntry, OptionValuesAreValidated) {
   Outcome o = launch("--coherent-log-level=loud");
   EXPECT_EQ(o.err,
             "loud is not valid for option --coherent-log-level=loud\n"
-            "Set coherent logging level [TRACE|DEBUG|INFO|WARNING|ASSERTFAILURE|ERROR|]\n"
-            "No game factory\n");
-  EXPECT_EQ(launch("--coherent-log-level warning").err, "No game factory\n");
-  EXPECT_EQ(launch("-t").err, "Missing value for -t option\ntemp dir\nNo game factory\n");
+            "Set coherent logging level [TRACE|DEBUG|INFO|WARNING|ASSERTFAILURE|ERROR|]\n" +
+                kNoDisplay);
+  EXPECT_EQ(launch("--coherent-log-level warning").err, kNoDisplay);
+  EXPECT_EQ(launch("-t").err, "Missing value for -t option\ntemp dir\n" + kNoDisplay);
 }
 
-TEST(LauncherEntry, WithoutAGameFactoryTheRunEnds) {
+TEST(LauncherEntry, MakesTheLauncherObjectThenStopsForWantOfADisplay) {
   Outcome o = launch("");
   EXPECT_EQ(o.status, 1);
-  EXPECT_EQ(o.err, "No game factory\n");
+  EXPECT_EQ(o.err, kNoDisplay);
+  EXPECT_NE(o.out.find(" INFO Loading fake embedded: "), std::string::npos) << o.out;
+  EXPECT_NE(o.out.find(" INFO HeadlessPlatform::~HeadlessPlatform()\n"), std::string::npos) << o.out;
+  EXPECT_NE(o.out.find(" INFO Exiting with 1\n"), std::string::npos) << o.out;
 }
 
 }  // namespace

@@ -1,0 +1,54 @@
+#include "game/game.h"
+
+#include <thread>
+
+#include "game/platform.h"
+#include "ka/log.h"
+
+namespace vorn {
+
+Game::Game(Platform* platform) : platform_(platform), loaderPool_(std::make_unique<ThreadPool>(1)) {}
+
+Game::~Game() = default;
+
+ren::Renderer* Game::doCreateRenderer() {
+  // The standard renderer is made from the platform's rasterizer, presenter, filesystem and
+  // profiler; there is no rasterizer renderer in this build yet, so there is nothing to make.
+  return nullptr;
+}
+
+void Game::createRenderer() {
+  renderer_.reset(doCreateRenderer());
+  // Without a renderer the effect lists have nothing to load into.
+  if (!renderer_) return;
+  for (char const* effects : {"/shaders/post.json", "/shaders/content.json", "/shaders/impostors.json",
+                              "/shaders/misc.json", "/shaders/particle.json", "/shaders/scene.json",
+                              "/shaders/vtex.json"})
+    renderer_->loadEffects(effects);
+}
+
+void Game::present() {
+  if (renderer_) renderer_->present();
+}
+
+ka::TaskQueue* Game::backgroundTaskQueue() {
+  if (!backgroundPool_) {
+    int threads = ThreadPool::backgroundThreadCount(std::thread::hardware_concurrency());
+    KA_LOG(Info) << "Starting background thread pool with " << threads << " threads";
+    backgroundPool_ = std::make_unique<ThreadPool>(threads);
+  }
+  return backgroundPool_.get();
+}
+
+void Game::requestExit() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  exit_ = true;
+  platform_->requestExit();
+}
+
+bool Game::exitRequested() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return exit_;
+}
+
+}  // namespace vorn

@@ -1,0 +1,57 @@
+// What an application derives from: the frame calls it to set up, update, present and handle input.
+#pragma once
+
+#include <memory>
+#include <mutex>
+
+#include "ka/taskqueue.h"
+#include "vorn/renderer.h"
+#include "vorn/threadpool.h"
+#include "vorn/uievent.h"
+
+namespace vorn {
+
+class Platform;
+
+class Game {
+ public:
+  // Runs with no window and no graphics context in existence; they belong to setup and later.
+  explicit Game(Platform* platform);
+  virtual void dispatch(UIEvent const&) {}
+  // Waits for the tasks queued on the game's pools.
+  virtual ~Game();
+  Game(Game const&) = delete;
+  Game& operator=(Game const&) = delete;
+
+  virtual ren::Renderer* doCreateRenderer();
+  virtual void setup() {}
+  // Advisory; the run loops pace frames themselves.
+  virtual float desiredUpdatePeriod() { return 0.0f; }
+  virtual void update(float) {}
+  virtual void present();
+
+  // Makes the renderer (replacing any earlier one) and loads the standard effects.
+  void createRenderer();
+  // One thread, for loading resources in order.
+  ka::TaskQueue* loaderTaskQueue() { return loaderPool_.get(); }
+  // Made on first use and sized to the machine; the frame thread's call.
+  ka::TaskQueue* backgroundTaskQueue();
+  // Any thread; repeated calls are harmless.
+  void requestExit();
+  bool exitRequested() const;
+
+  Platform* platform() const { return platform_; }
+  ren::Renderer* renderer() const { return renderer_.get(); }
+
+ private:
+  // Declared so that they are destroyed mutex first and the loader pool last.
+  Platform* platform_;
+  std::unique_ptr<ThreadPool> loaderPool_;
+  // The resource system and the material library come next, once they exist.
+  std::unique_ptr<ren::Renderer> renderer_;
+  std::unique_ptr<ThreadPool> backgroundPool_;
+  mutable std::mutex mutex_;
+  bool exit_ = false;
+};
+
+}  // namespace vorn

@@ -1,0 +1,160 @@
+// Construction of the launcher object in a temporary home: log, hosts, configuration, certificates.
+#include "launcher_gui.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+
+#include "game/headless_platform.h"
+#include "ka/cmd_line.h"
+#include "ka/logsink.h"
+#include "launcher_hosts.h"
+#include "support/temp_dir.h"
+
+struct LauncherGUIInspector {
+  static std::string const& serviceUrl(LauncherGUI const& gui) { return gui.serviceUrl; }
+  static std::string const& updateCheckUrl(LauncherGUI const& gui) { return gui.updateCheckUrl; }
+  static std::string const& logFilePath(LauncherGUI const& gui) { return gui.logFilePath; }
+  static std::string const& hostDir(LauncherGUI const& gui) { return gui.hostDir; }
+  static LauncherConfig const& config(LauncherGUI const& gui) { return gui.config; }
+  static ka::Json engineParams(LauncherGUI const& gui) { return gui.engineParams; }
+};
+
+namespace {
+
+using Inspect = LauncherGUIInspector;
+
+std::string slurp(std::string const& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+class LauncherGUITest : public ::testing::Test {
+ protected:
+  LauncherGUITest() {
+    setenv("HOME", home.path().c_str(), 1);
+    setenv("XDG_DATA_HOME", home.file("share").c_str(), 1);
+    std::filesystem::create_directories(ui());
+    write("config.json",
+          R"({"company": "Test Studio", "product": "TestGame", "executable_linux": "bin/game",
+              "productCode": "TS-1", "titleId": "12"})");
+    write("cacert.pem", "-----BEGIN CERTIFICATE-----\nnot a real one\n-----END CERTIFICATE-----\n");
+  }
+  ~LauncherGUITest() override { ka::cmd_line::reset(); }
+
+  std::string ui() const { return home.file("ui"); }
+  void write(std::string const& name, std::string const& text) { home.write("ui/" + name, text); }
+  std::string dataDir(std::string const& company, std::string const& product) const {
+    return home.file("share/" + company + "/" + product + "/data");
+  }
+
+  // Parses a launcher command line; the texts stay alive for the options that point into them.
+  void options(std::vector<std::string> words) {
+    args = {"zandor-launcher", "--uiurl", ui()};
+    args.insert(args.end(), words.begin(), words.end());
+    std::vector<char const*> argv;
+    for (std::string const& word : args) argv.push_back(word.c_str());
+    std::ostringstream err;
+    ka::cmd_line::reset();
+    ASSERT_TRUE(ka::cmd_line::process(int(argv.size()), argv.data(), err)) << err.str();
+  }
+
+  std::unique_ptr<LauncherGUI> make() {
+    return std::unique_ptr<LauncherGUI>(static_cast<LauncherGUI*>(factory()->create(&platform)));
+  }
+  static vorn::GameFactory* factory() { return vorn::GameFactorySingleton::instance(); }
+
+  TempDir home;
+  std::vector<std::string> args;
+  vorn::HeadlessPlatform platform{factory(), home.path()};
+};
+
+TEST_F(LauncherGUITest, RegistersAsTheLaunchersFactory) { EXPECT_EQ(factory()->name(), "ZandorLauncher"); }
+
+TEST_F(LauncherGUITest, StartsAFreshLogFileInTheFixedLauncherFolder) {
+  std::string logPath = dataDir("Zandor Works", "ZandorLauncher") + "/ZandorLauncherLog.txt";
+  std::filesystem::create_directories(dataDir("Zandor Works", "ZandorLauncher"));
+  std::ofstream(logPath) << "a line of the previous run\n";
+  options({});
+  {
+    auto gui = make();
+    EXPECT_EQ(Inspect::logFilePath(*gui), logPath);
+  }
+  std::string log = slurp(logPath);
+  EXPECT_EQ(log.find("previous run"), std::string::npos);
+  EXPECT_NE(log.find(" INFO Log file " + logPath + " opened\n"), std::string::npos) << log;
+  EXPECT_NE(log.find(" INFO Loading fake embedded: " + ui() + "/config.json\n"), std::string::npos) << log;
+  EXPECT_NE(log.find(" INFO Loading fake embedded: " + ui() + "/cacert.pem\n"), std::string::npos) << log;
+}
+
+TEST_F(LauncherGUITest, ReadsItsConfigurationAndWritesTheCertificatesUnderTheCompany) {
+  options({});
+  auto gui = make();
+  LauncherConfig const& config = Inspect::config(*gui);
+  EXPECT_EQ(config.company, "Test Studio");
+  EXPECT_EQ(config.product, "TestGame");
+  EXPECT_EQ(config.executable, "bin/game");
+  EXPECT_EQ(config.titleId, 12);
+  EXPECT_EQ(slurp(dataDir("Test Studio", "ZandorLauncher") + "/cacert.pem"), slurp(ui() + "/cacert.pem"));
+  ka::Json params = Inspect::engineParams(*gui);
+  EXPECT_EQ(params.numKeys(), 2u);
+  EXPECT_EQ(params.get("devmode").type(), ka::Json::TYPE_Boolean);
+  EXPECT_EQ(params.get("launcher_build_version").asString(""), "110299");
+  std::string exe = std::filesystem::read_symlink("/proc/self/exe").string();
+  EXPECT_EQ(Inspect::hostDir(*gui), std::filesystem::path(exe).parent_path().string() + "/host");
+}
+
+TEST_F(LauncherGUITest, DevModeChoosesTheDevelopmentHostsAndOptionsOverrideThem) {
+  struct Case {
+    std::vector<std::string> options;
+    std::string service;
+    std::string updateCheck;
+    bool devmode;
+  } const cases[] = {
+      {{}, hosts::kLiveServiceUrl, hosts::kLiveUpdateCheckUrl, false},
+      {{"--devmode"}, hosts::kDevServiceUrl, hosts::kDevUpdateCheckUrl, true},
+      {{"--devmode", "--service-url", "https://accounts.test"}, "https://accounts.test", hosts::kDevUpdateCheckUrl,
+       true},
+      {{"--update-check-url=http://check.test"}, hosts::kLiveServiceUrl, "http://check.test", false},
+  };
+  for (Case const& c : cases) {
+    options(c.options);
+    auto gui = make();
+    EXPECT_EQ(Inspect::serviceUrl(*gui), c.service);
+    EXPECT_EQ(Inspect::updateCheckUrl(*gui), c.updateCheck);
+    EXPECT_EQ(Inspect::engineParams(*gui).get("devmode").asBoolean(!c.devmode), c.devmode);
+  }
+  EXPECT_NE(std::string(hosts::kLiveServiceUrl), hosts::kDevServiceUrl);
+}
+
+TEST_F(LauncherGUITest, ALogFileThatCannotBeCreatedLeavesTheConsole) {
+  std::string logPath = dataDir("Zandor Works", "ZandorLauncher") + "/ZandorLauncherLog.txt";
+  std::filesystem::create_directories(logPath);  // a folder where the file should be
+  ka::LogSinkMemory console(0);
+  options({});
+  auto gui = make();
+  ASSERT_FALSE(console.messages().empty());
+  EXPECT_NE(console.messages().front().find(" ERROR Could not open log file " + logPath + " for output"),
+            std::string::npos)
+      << console.messages().front();
+}
+
+TEST_F(LauncherGUITest, BadConfigurationEndsTheStart) {
+  write("config.json", "{\"company\": ");
+  options({});
+  EXPECT_THROW(make(), std::runtime_error);
+}
+
+TEST_F(LauncherGUITest, AMissingConfigurationEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  std::filesystem::remove(ui() + "/config.json");
+  options({});
+  // The threadsafe style runs the test again in a child, in a temporary folder of its own.
+  EXPECT_DEATH(make(), "Failed to open /.*/ui/config.json");
+}
+
+}  // namespace
