@@ -1,6 +1,7 @@
 #include "launcher_gui.h"
 
 #include <chrono>
+#include <iostream>
 #include <map>
 #include <sstream>
 #include <thread>
@@ -10,6 +11,7 @@
 #include "ka/die.h"
 #include "ka/log.h"
 #include "ka/pathutil.h"
+#include "ka/printutil.h"
 #include "ka/system_dirs.h"
 #include "launcher_hosts.h"
 #include "launcher_options.h"
@@ -102,6 +104,10 @@ LauncherGUI::LauncherGUI(vorn::Platform* platform, UIHostMaker makeUIHost)
 }
 
 LauncherGUI::~LauncherGUI() {
+  // A job that has delivered its outcome may still be on its last steps (the exit request after
+  // a launch); those take moments, so wait for them. A job still at work is not awaited.
+  for (int waited = 0; liveJobs > 0 && !busy && waited < 5000; ++waited)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   {
     std::lock_guard<std::mutex> lock(*httpMutex);
     http.reset();
@@ -122,4 +128,94 @@ void LauncherGUI::setup() {
     return;
   }
   coherent = makeUIHost(webui::WebUISettings{hostDir, localStore, cmdline_softwareui.isSet()}, this, platform());
+}
+
+void LauncherGUI::dispatch(vorn::UIEvent const& event) {
+  if (event.type == vorn::ET_Resize) {
+    platform()->getWindowSize(width, height);
+    // The viewports take the new rectangle here once the renderer exists.
+    if (view) view->Resize(unsigned(width), unsigned(height));
+  }
+  if (view && coherent) coherent->dispatchToView(event, view);
+}
+
+void LauncherGUI::SystemReady() {
+  std::ostringstream script;
+  script << "gEngineParams = ";
+  engineParams.writeTo(script);
+  script << ";\n";
+  coherent->loadLocalView("index.html", width, height, this, false, script.str());
+}
+
+void LauncherGUI::OnError(webui::SystemError const& error) { KA_LOG(Error) << error.Message; }
+
+void LauncherGUI::OnError(webui::ViewError const& error) { KA_LOG(Error) << error.Message; }
+
+void LauncherGUI::OnViewCreated(webui::View* created) {
+  std::cout << "OnViewCreated" << std::endl;
+  view = created;
+}
+
+namespace {
+
+int64_t systemMicroseconds() {
+  using namespace std::chrono;
+  return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+std::string bytesText(uint64_t size) {
+  std::ostringstream os;
+  os << ka::Bytes{size};
+  return os.str();
+}
+
+ka::Json number(double value) { return ka::Json::makeNumber(value); }
+
+// What the page shows of a running job: its phase, counts and, while it downloads, the transfer.
+std::string progressDocument(update::UpdateProgress const& progress,
+                             update::DownloadProgressAggregator const* aggregator) {
+  ka::Json doc = ka::Json::makeObject();
+  doc.set("message", ka::Json::makeString(progress.message));
+  doc.set("errors", number(progress.errors));
+  doc.set("index", number(progress.index));
+  doc.set("total", number(progress.total));
+  update::AggregateStats stats = aggregator ? aggregator->stats() : update::AggregateStats();
+  if (stats.downloadsActive > 0) {
+    ka::Json download = ka::Json::makeObject();
+    // The first speed estimates swing too much to show.
+    std::string speed = stats.samples < 6 ? "Calculating ..." : bytesText(uint64_t(stats.bytesPerSecond)) + "/s";
+    download.set("bytesPerSecond", ka::Json::makeString(speed));
+    download.set("etaSeconds", number(stats.etaSeconds));
+    download.set("totalExpectedBytes", number(double(stats.totalExpectedBytes)));
+    download.set("totalBytesReceived", number(double(stats.totalBytesReceived)));
+    download.set("downloadsActive", number(double(stats.downloadsActive)));
+    download.set("downloadsCompleted", number(double(stats.downloadsCompleted)));
+    download.set("bytesProgress", ka::Json::makeString(bytesText(stats.totalBytesReceived) + " / " +
+                                                         bytesText(stats.totalExpectedBytes)));
+    doc.set("download", download);
+  }
+  std::ostringstream text;
+  doc.writeTo(text);
+  return text.str();
+}
+
+}  // namespace
+
+void LauncherGUI::update(float seconds) {
+  if (coherent) coherent->update(seconds);
+  {
+    std::lock_guard<std::mutex> lock(progressMutex);
+    if (aggregator) aggregator->update(seconds);
+    // Ten events a second at most, whatever the frame rate; none after a cancel.
+    if (busy && progress && !progress->canceled && nextProgressTime < systemMicroseconds()) {
+      if (view) view->TriggerEvent("asyncProgress", progressDocument(*progress, aggregator.get()));
+      nextProgressTime = systemMicroseconds() + 100000;
+    }
+  }
+  std::lock_guard<std::mutex> lock(resultMutex);
+  // The result waits in the mailbox until there is a page to take it.
+  if (resultReady && view) {
+    view->TriggerEvent("async_result", resultId, resultSuccess, resultText);
+    resultReady = false;
+  }
 }

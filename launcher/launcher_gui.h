@@ -1,11 +1,12 @@
 // The launcher's application object: its log, service hosts, configuration and HTTP loader,
-// and the page's view once the UI system has made it.
+// the commands the page calls, and the jobs behind them.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,32 +17,115 @@
 #include "ka/logsink.h"
 #include "launcher_config.h"
 #include "net/http.h"
+#include "update/progress.h"
+#include "update/update_context.h"
 #include "webui/listeners.h"
 #include "webui/webui.h"
 
 class LauncherGUI : public vorn::Game, public webui::EventListener, public webui::ViewListener {
  public:
+  // A line of builds of the game that the account may use, as the stream service lists it.
+  struct Stream {
+    uint16_t TitleId = 0;
+    std::string StreamName;
+    std::string BuildId;
+    std::string Description;
+    std::string DownloadUrl;
+    std::string ManifestName;
+    std::string AuthSuffix;
+    std::string TitleFolder;
+  };
+
   // Makes the UI system host for `setup`; empty when this build has none.
   using UIHostMaker = std::function<std::unique_ptr<webui::WebUI>(webui::WebUISettings const&,
                                                                   webui::EventListener*, vorn::Platform*)>;
 
   explicit LauncherGUI(vorn::Platform* platform, UIHostMaker makeUIHost = {});
+  // Running jobs are neither stopped nor awaited.
   ~LauncherGUI() override;
 
+  void dispatch(vorn::UIEvent const& event) override;
   void setup() override;
+  // Hands progress and results of jobs to the page.
+  void update(float seconds) override;
+
+  void SystemReady() override;
+  void OnError(webui::SystemError const& error) override;
+  void OnError(webui::ViewError const& error) override;
+  void OnViewCreated(webui::View* view) override;
+  void OnReadyForBindings(int frameId, wchar_t const* path, bool isMainFrame) override;
 
   // The bytes of a file of the UI folder (`--uiurl`, else the resources' "ui"), read once and
   // kept for the life of the process. A missing file ends the process.
   static std::vector<char> const& getEmbeddedResource(ka::StringRange name);
+  // {"Message": text}, compact.
+  static std::string jMsg(ka::StringRange text);
+
+  // The page's commands. A job command returns its job number as text, or the empty text if
+  // it did not start; its outcome arrives later as "async_result".
+  std::string zandorNetLogin(std::string const& name, std::string const& password);
+  std::string zandorNetLoginWithTicket(std::string const& name, std::string const& ticket);
+  std::string zandorNetLogout();
+  std::string asyncStub(bool forceError);
+  std::string checkManifest(std::string const& streamName, std::string const& minimalBuildId);
+  void asyncCancel();
+  std::string launch(std::string const& streamName, std::string const& extraArguments);
+  bool checkOfflineAvailable();
+  std::string launchOffline(std::string const& extraArguments);
+  std::string getAccountInfo(std::string const& email);
+  std::string checkLauncher();
+  std::string listStreams();
+  void viewLog();
+  void viewProfile();
+  void appExit();
+  std::string makeStreamNewsUrl(std::string const& streamName);
+
+  // The job's record of progress; null clears. Each call also starts a new download aggregator.
+  void setProgress(update::UpdateProgress* record);
+  std::string getStreamGameDir(std::string const& streamName);
+  // The installed "stable" build's executable and its build number file.
+  std::string getOfflineExe();
+  std::string getOfflineVersionFile();
 
  private:
   friend struct LauncherGUIInspector;
+
+  // Claims the launcher for one job; false if a job (or a stray cancel) holds it.
+  bool claimJob();
+  // Numbers the claimed job and runs `body` with the number on a detached thread.
+  std::string startJob(std::function<void(std::string const& id)> body);
+  // Delivers the outcome to the mailbox and frees the launcher for the next job.
+  void finishJob(std::string const& id, bool success, std::string const& text);
+  void triggerProgress();
+
+  bool initContext(std::string const& streamName);
+  bool continueUpdate(std::string const& id);
+  void checkManifestJob(std::string const& id, std::string const& streamName, std::string const& minimalBuildId);
+  void launchJob(std::string const& id, std::string const& streamName, std::string const& extraArguments);
+  void checkLauncherJob(std::string const& id);
+  std::string getLauncherFileS3Url(std::string const& name);
+  bool checkLauncherChecksumMatches(std::string const& latest);
 
   UIHostMaker makeUIHost;
   std::unique_ptr<webui::WebUI> coherent;
   webui::View* view = nullptr;
   int32_t width = 0;
   int32_t height = 0;
+  std::shared_ptr<update::UpdateContext> updateContext;
+  int64_t nextProgressTime = 0;  // microseconds of the system clock
+  std::atomic<bool> busy{false};
+  int jobCounter = 0;  // only the thread that won `busy` touches it
+  std::atomic<int> liveJobs{0};  // job threads not yet ended, finished or not
+  std::mutex resultMutex;  // guards the mailbox; taken before progressMutex
+  std::string resultId;
+  bool resultSuccess = false;
+  std::string resultText;
+  bool resultReady = false;
+  std::mutex progressMutex;  // guards the two pointers below
+  std::string ticket;
+  std::string displayName;
+  std::shared_ptr<update::UpdateProgress> progress;
+  std::shared_ptr<update::DownloadProgressAggregator> aggregator;
   std::string serviceUrl;
   std::string updateCheckUrl;
   LauncherConfig config;
@@ -49,6 +133,7 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   std::string logFilePath;
   std::ofstream logFile;
   std::unique_ptr<ka::LogSinkStream> logFileSink;  // null if the log file could not be opened
+  std::map<std::string, Stream> streams;
   std::shared_ptr<net::HttpLoader> http;
   std::shared_ptr<std::mutex> httpMutex;  // guards the loader's pump against its release
   ka::Json engineParams;

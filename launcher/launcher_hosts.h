@@ -12,5 +12,7 @@ extern char const* const kDevUpdateCheckUrl;
 // The static host of the launcher's own published files, plain HTTP.
 extern char const* const kLiveSetupUrl;
 extern char const* const kDevSetupUrl;
+// The store's web site, where the player's account page is.
+extern char const* const kStoreUrl;
 
 }  // namespace hosts

@@ -3,24 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <sstream>
-
-#include "game/headless_platform.h"
-#include "ka/cmd_line.h"
 #include "ka/logsink.h"
 #include "launcher_hosts.h"
-#include "support/temp_dir.h"
-
-struct LauncherGUIInspector {
-  static std::string const& serviceUrl(LauncherGUI const& gui) { return gui.serviceUrl; }
-  static std::string const& updateCheckUrl(LauncherGUI const& gui) { return gui.updateCheckUrl; }
-  static std::string const& logFilePath(LauncherGUI const& gui) { return gui.logFilePath; }
-  static std::string const& hostDir(LauncherGUI const& gui) { return gui.hostDir; }
-  static LauncherConfig const& config(LauncherGUI const& gui) { return gui.config; }
-  static ka::Json engineParams(LauncherGUI const& gui) { return gui.engineParams; }
-};
+#include "support/launcher_home.h"
 
 namespace {
 
@@ -33,43 +18,14 @@ std::string slurp(std::string const& path) {
   return ss.str();
 }
 
-class LauncherGUITest : public ::testing::Test {
+class LauncherGUITest : public ::testing::Test, public LauncherHome {
  protected:
-  LauncherGUITest() {
-    setenv("HOME", home.path().c_str(), 1);
-    setenv("XDG_DATA_HOME", home.file("share").c_str(), 1);
-    std::filesystem::create_directories(ui());
-    write("config.json",
-          R"({"company": "Test Studio", "product": "TestGame", "executable_linux": "bin/game",
-              "productCode": "TS-1", "titleId": "12"})");
-    write("cacert.pem", "-----BEGIN CERTIFICATE-----\nnot a real one\n-----END CERTIFICATE-----\n");
-  }
-  ~LauncherGUITest() override { ka::cmd_line::reset(); }
-
-  std::string ui() const { return home.file("ui"); }
-  void write(std::string const& name, std::string const& text) { home.write("ui/" + name, text); }
-  std::string dataDir(std::string const& company, std::string const& product) const {
-    return home.file("share/" + company + "/" + product + "/data");
-  }
-
-  // Parses a launcher command line; the texts stay alive for the options that point into them.
-  void options(std::vector<std::string> words) {
-    args = {"zandor-launcher", "--uiurl", ui()};
-    args.insert(args.end(), words.begin(), words.end());
-    std::vector<char const*> argv;
-    for (std::string const& word : args) argv.push_back(word.c_str());
-    std::ostringstream err;
-    ka::cmd_line::reset();
-    ASSERT_TRUE(ka::cmd_line::process(int(argv.size()), argv.data(), err)) << err.str();
-  }
-
   std::unique_ptr<LauncherGUI> make() {
     return std::unique_ptr<LauncherGUI>(static_cast<LauncherGUI*>(factory()->create(&platform)));
   }
   static vorn::GameFactory* factory() { return vorn::GameFactorySingleton::instance(); }
+  void write(std::string const& name, std::string const& text) { writeUI(name, text); }
 
-  TempDir home;
-  std::vector<std::string> args;
   vorn::HeadlessPlatform platform{factory(), home.path()};
 };
 

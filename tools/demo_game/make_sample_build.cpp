@@ -41,5 +41,7 @@ int main(int argc, char** argv) {
   write(out / "data" / "text" / "story.txt", text(1 << 20, "Once upon a time, a launcher brought a game up to date.\n"));
   write(out / "data" / "config.json", "{\"version\": " + std::to_string(version) + "}\n");
   write(out / "data" / "empty.flag", "");
+  // The build number that decides offline play: version 1 predates it, version 2 qualifies.
+  write(out / "version.txt", std::to_string(78230 + version) + "\n");
   return 0;
 }

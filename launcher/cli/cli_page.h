@@ -1,0 +1,95 @@
+// The terminal's stand-in for the launcher's page: it is the UI host and the view at once, calls
+// the launcher's commands as the page does, and shows their events on the terminal.
+#pragma once
+
+#include <atomic>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "webui/webui.h"
+
+namespace cli {
+
+// What the player asked for.
+struct Request {
+  std::string command;  // "play", "offline", "streams" or "self-update"
+  std::string stream;
+  std::string user;
+  std::string password;
+  std::string gameArguments;
+};
+
+class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEventWriter {
+ public:
+  // `interrupted` is raised by Ctrl-C; the page then cancels the running job once.
+  CliPage(webui::EventListener* system, Request request, std::ostream& out, std::ostream& err, bool terminal,
+          std::atomic<bool> const& interrupted);
+
+  // 0 once the request succeeded, 1 after a failure.
+  int exitStatus() const { return status_; }
+
+  void update(float seconds) override;
+  void loadLocalView(std::string const& path, int width, int height, webui::ViewListener* listener, bool transparent,
+                     std::string const& script) override;
+  void dispatchToView(vorn::UIEvent const&, webui::View*) override {}
+
+  int GetId() const override { return 1; }
+  void BindCall(std::string const& name, Command command) override { commands_[name] = std::move(command); }
+  webui::ScriptEventWriter& GetScriptEventWriter() override { return *this; }
+  void Resize(unsigned, unsigned) override {}
+  void Destroy() override {}
+
+  // Events arrive on the main thread, and one of them from a job thread: they are queued and
+  // handled on the next update.
+  void BeginEvent(std::string const& name, int argumentCount) override;
+  void Write(webui::Value const& argument) override;
+  void EndEvent() override;
+
+ private:
+  using Continuation = std::function<void(bool success, std::string const& text)>;
+  struct Event {
+    std::string name;
+    std::vector<webui::Value> args;
+  };
+
+  void begin();
+  void signIn(std::function<void()> then);
+  void play();
+  void listStreams();
+  void offline();
+  void selfUpdate();
+  // Calls a job command and hands its outcome to `then`.
+  void job(std::string const& name, std::vector<webui::Value> args, Continuation then);
+  void handle(Event const& event);
+  void showProgress(std::string const& document);
+  void endProgressLine();
+  void succeed(std::string const& message);
+  void fail(std::string const& message);
+
+  webui::EventListener* system_;
+  Request request_;
+  std::ostream& out_;
+  std::ostream& err_;
+  bool terminal_;
+  std::atomic<bool> const& interrupted_;
+  std::map<std::string, Command> commands_;
+  bool started_ = false;
+  bool begun_ = false;
+  bool cancelSent_ = false;
+  std::string pendingJob_;
+  Continuation then_;
+  std::string lastLine_;
+  bool lineOpen_ = false;
+  int status_ = 0;
+
+  Event open_;  // the event being written; one writer at a time, by the launcher's own rules
+  std::mutex mutex_;  // guards events_
+  std::deque<Event> events_;
+};
+
+}  // namespace cli

@@ -1,0 +1,274 @@
+// End to end against the development server: sign in, list streams, update a stream from the
+// packed demo game, launch it; and the ways each of these fails.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <set>
+
+#include "devserver.h"
+#include "support/launcher_home.h"
+#include "support/local_http_server.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Inspect = LauncherGUIInspector;
+
+std::string const kPassword = "correct horse battery staple";
+
+ka::Json parse(std::string const& text) {
+  std::istringstream in(text);
+  return ka::Json::readFrom(in);
+}
+
+std::string slurp(std::string const& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+// The demo's packed versions as a stream; version 2 is published under a manifest name of its
+// own, as a new build must be, so that a launcher holding version 1 fetches it.
+devserver::Stream demoStream(int version, std::string const& contentDir) {
+  devserver::Stream stream{"stable", std::to_string(version), "Version " + std::to_string(version), "SampleGame",
+                           version == 1 ? "manifest.gz" : "manifest-2.gz", contentDir, "?token=demo", ""};
+  stream.titleId = 7;
+  return stream;
+}
+
+class LauncherServicesTest : public ::testing::Test, public LauncherHome {
+ protected:
+  LauncherServicesTest() {
+    writeUI("config.json", R"({"company": "Test Studio", "product": "TestGame",
+                              "executable_linux": "bin/sample-game", "productCode": "TS-1", "titleId": 7})");
+    fs::copy(std::string(ZANDOR_DEMO_DIR) + "/site/v1", home.file("site-v1"), fs::copy_options::recursive);
+    fs::copy(std::string(ZANDOR_DEMO_DIR) + "/site/v2", home.file("site-v2"), fs::copy_options::recursive);
+    fs::rename(home.file("site-v2/SampleGame/manifest.gz"), home.file("site-v2/SampleGame/manifest-2.gz"));
+  }
+  ~LauncherServicesTest() override {
+    // The launcher first, closing its connections, so that the server need not wait them out.
+    if (run) {
+      EXPECT_TRUE(run->turnUntil([this] { return !Inspect::busy(run->gui()); }));
+    }
+    run.reset();
+    stopServer();
+  }
+
+  void startServer(int version) {
+    stopServer();
+    devserver::Config config;
+    config.port = port;
+    config.users = {{"player", kPassword, "Player One", "player@example.com"}};
+    config.streams = {demoStream(version, home.file("site-v" + std::to_string(version)))};
+    server = std::make_unique<devserver::DevServer>(config);
+    port = server->bind();
+    serving = std::thread([this] { server->serve(); });
+  }
+  void stopServer() {
+    if (!server) return;
+    server->stop();
+    serving.join();
+    server.reset();
+  }
+
+  LauncherRun& start(std::vector<std::string> words = {}) {
+    words.insert(words.begin(), {"--service-url", server->baseUrl()});
+    options(words);
+    run = std::make_unique<LauncherRun>(home.path());
+    return *run;
+  }
+  RecordedEvent call(std::string const& name, std::vector<webui::Value> args = {}) {
+    std::string id = run->view().callText(name, std::move(args));
+    EXPECT_NE(id, "") << name << " did not start";
+    return run->result(id);
+  }
+  RecordedEvent signIn() { return call("login", {std::string("player"), kPassword}); }
+  std::string gameDir() const { return dataDir("Test Studio", "TestGame") + "/streams/stable"; }
+
+  int port = 0;
+  std::unique_ptr<devserver::DevServer> server;
+  std::thread serving;
+  std::unique_ptr<LauncherRun> run;
+};
+
+TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
+  startServer(1);
+  LauncherRun& r = start();
+  RecordedEvent login = signIn();
+  ASSERT_TRUE(login.flag(1)) << login.text(2);
+  std::string ticket = parse(login.text(2)).get("SessionTicket").asString("");
+  EXPECT_FALSE(ticket.empty());
+  EXPECT_EQ(Inspect::ticket(r.gui()), ticket);
+  EXPECT_EQ(Inspect::displayName(r.gui()), "Player One");
+
+  RecordedEvent list = call("listStreams");
+  ASSERT_TRUE(list.flag(1)) << list.text(2);
+  EXPECT_EQ(parse(list.text(2)).get("Streams").arrayLength(), 1u);
+  LauncherGUI::Stream const& stable = Inspect::streams(r.gui()).at("stable");
+  EXPECT_EQ(stable.BuildId, "1");
+  EXPECT_EQ(stable.TitleId, 7);
+  EXPECT_EQ(stable.DownloadUrl, server->baseUrl() + "/content/stable/");
+  EXPECT_EQ(r.view().callText("makeStreamNewsUrl", {std::string("stable")}),
+            server->baseUrl() + "/Launcher/StreamNews?StreamName=stable&ticket=" + ticket);
+
+  // A fresh install changes files; the same build again changes nothing, with or without the skip.
+  RecordedEvent install = call("checkManifest", {std::string("stable"), std::string("1")});
+  EXPECT_EQ(install.text(2), "updateComplete");
+  EXPECT_TRUE(install.flag(1));
+  EXPECT_EQ(slurp(gameDir() + "/data/config.json"), "{\"version\": 1}\n");
+  EXPECT_EQ(call("checkManifest", {std::string("stable"), std::string("")}).text(2), "manifestCheckSuccess");
+  fs::remove(gameDir() + "/data/text/story.txt");
+  EXPECT_EQ(call("checkManifest", {std::string("stable"), std::string("1")}).text(2), "manifestCheckSuccess")
+      << "a matching build id skips the full check";
+
+  // The next build: the list names it, the check brings it in and verifies it. The server's
+  // sessions died with it.
+  startServer(2);
+  ASSERT_TRUE(signIn().flag(1));
+  ticket = Inspect::ticket(r.gui());
+  ASSERT_TRUE(call("listStreams").flag(1));
+  RecordedEvent patch = call("checkManifest", {std::string("stable"), std::string("1")});
+  EXPECT_EQ(patch.text(2), "updateComplete");
+  EXPECT_EQ(slurp(gameDir() + "/data/config.json"), "{\"version\": 2}\n");
+  EXPECT_TRUE(fs::exists(gameDir() + "/data/text/story.txt")) << "the full check repaired the deleted file";
+  // Progress is sampled, so which phases the page saw varies; each is one the jobs name.
+  std::set<std::string> const known = {"Logging in", "Listing streams", "Sanity test", "Checking for updates ...",
+                                       "Fetching manifest", "Checking manifest", "Downloading update 1",
+                                       "Downloading update 2", "Decompressing update", "Updating game files"};
+  std::vector<RecordedEvent> progress = r.view().events("asyncProgress");
+  EXPECT_FALSE(progress.empty());
+  for (RecordedEvent const& e : progress)
+    EXPECT_EQ(known.count(parse(e.text(0)).get("message").asString("")), 1u) << e.text(0);
+
+  fs::remove(gameDir() + "/bin/last-launch.txt");
+  RecordedEvent launched = call("launch", {std::string("stable"), std::string("--level \"two words\"")});
+  EXPECT_EQ(launched.text(2), "launched!");
+  EXPECT_TRUE(r.platform.exitPending());
+  ASSERT_TRUE(r.turnUntil([&] { return slurp(gameDir() + "/bin/last-launch.txt").size() > 0; }));
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_EQ(slurp(gameDir() + "/bin/last-launch.txt"), "--ticket=" + ticket + "\n--level\ntwo words\n");
+
+  std::string log = slurp(Inspect::logFilePath(r.gui()));
+  EXPECT_NE(log.find("INFO Launch: " + gameDir() + "/bin/sample-game"), std::string::npos);
+  EXPECT_EQ(log.find(kPassword), std::string::npos) << "the password reached the log";
+}
+
+TEST_F(LauncherServicesTest, FailedSignInsLeaveNoUsableTicket) {
+  startServer(1);
+  LauncherRun& r = start({"--devmode"});
+  RecordedEvent wrong = call("login", {std::string("player"), std::string("not the password")});
+  EXPECT_FALSE(wrong.flag(1));
+  EXPECT_EQ(parse(wrong.text(2)).get("ErrorCode").asNumber(0), -1);
+  EXPECT_EQ(Inspect::ticket(r.gui()), "null");
+  EXPECT_EQ(Inspect::displayName(r.gui()), "null");
+
+  RecordedEvent badTicket = call("loginWithTicket", {std::string("player"), std::string("forged")});
+  EXPECT_FALSE(badTicket.flag(1));
+  EXPECT_EQ(Inspect::ticket(r.gui()), "");
+
+  ASSERT_TRUE(signIn().flag(1));
+  std::string ticket = Inspect::ticket(r.gui());
+  RecordedEvent again = call("loginWithTicket", {std::string("player"), ticket});
+  EXPECT_TRUE(again.flag(1)) << again.text(2);
+  EXPECT_EQ(Inspect::ticket(r.gui()), ticket);
+  EXPECT_EQ(call("logout").text(2), "signed out");
+  EXPECT_EQ(Inspect::ticket(r.gui()), "");
+  EXPECT_EQ(Inspect::displayName(r.gui()), "Player One") << "logout keeps the name";
+
+  RecordedEvent recovery = call("getAccountInfo", {std::string("nobody@example.com")});
+  EXPECT_FALSE(recovery.flag(1));
+  EXPECT_EQ(recovery.text(2), R"({"Message":"No account found with that email address."})");
+}
+
+TEST_F(LauncherServicesTest, UnknownStreamsAndAnUnreachableServiceFailClearly) {
+  startServer(1);
+  LauncherRun& r = start();
+  RecordedEvent early = call("checkManifest", {std::string("stable"), std::string("")});
+  EXPECT_FALSE(early.flag(1));
+  EXPECT_EQ(early.text(2), R"({"Message":"Unable to find stream stable"})");
+
+  ASSERT_TRUE(signIn().flag(1));
+  ASSERT_TRUE(call("listStreams").flag(1));
+  EXPECT_EQ(call("launch", {std::string("beta"), std::string("")}).text(2),
+            R"({"Message":"Unable to find stream beta"})");
+
+  stopServer();
+  RecordedEvent list = call("listStreams");
+  EXPECT_FALSE(list.flag(1));
+  EXPECT_EQ(list.text(2), R"({"Message":"Couldn't parse stream information"})");
+  EXPECT_TRUE(Inspect::streams(r.gui()).empty()) << "a failed list forgets the old one";
+  EXPECT_EQ(call("launch", {std::string("stable"), std::string("")}).text(2),
+            R"({"Message":"Unable to find stream stable"})");
+}
+
+TEST_F(LauncherServicesTest, ARunningGameRefusesTheUpdate) {
+  startServer(1);
+  start();
+  ASSERT_TRUE(signIn().flag(1));
+  ASSERT_TRUE(call("listStreams").flag(1));
+  fs::create_directories(gameDir() + "/bin");
+  fs::copy_file("/bin/sleep", gameDir() + "/bin/sleep");
+  pid_t game = fork();
+  if (game == 0) {
+    execl((gameDir() + "/bin/sleep").c_str(), "sleep", "30", nullptr);
+    _exit(127);
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  RecordedEvent refused = call("checkManifest", {std::string("stable"), std::string("")});
+  kill(game, SIGKILL);
+  waitpid(game, nullptr, 0);
+  EXPECT_FALSE(refused.flag(1));
+  EXPECT_EQ(refused.text(2), R"({"Message":"Please shut down all instances of TestGame and try again"})");
+}
+
+TEST_F(LauncherServicesTest, ACancelDuringTheDownloadEndsTheJobAtTheNextGate) {
+  startServer(1);
+  // The stream's content through a slow host: each bundle trickles in over seconds.
+  LocalHttpServer slow;
+  std::string site = home.file("site-v1");
+  slow.routes().Get(R"(/slow/(.*))", [site](httplib::Request const& req, httplib::Response& res) {
+    auto data = std::make_shared<std::string>(slurp(site + "/" + std::string(req.matches[1])));
+    if (req.matches[1].str().find("/hashed/") == std::string::npos)
+      return res.set_content(*data, "application/octet-stream");
+    res.set_content_provider(data->size(), "application/octet-stream",
+                             [data](size_t offset, size_t length, httplib::DataSink& sink) {
+                               std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                               return sink.write(data->data() + offset, std::min<size_t>(length, 16384));
+                             });
+  });
+  slow.start();
+  LauncherRun& r = start({"--download-url", slow.url("/slow/")});
+  ASSERT_TRUE(signIn().flag(1));
+  ASSERT_TRUE(call("listStreams").flag(1));
+  std::string id = r.view().callText("checkManifest", {std::string("stable"), std::string("")});
+  ka::Json downloading;
+  ASSERT_TRUE(r.turnUntil([&] {
+    for (RecordedEvent const& e : r.view().events("asyncProgress")) {
+      ka::Json doc = parse(e.text(0));
+      if (doc.hasKey("download")) downloading = doc;
+    }
+    return downloading.type() == ka::Json::TYPE_Object;
+  }));
+  r.view().call("asyncCancel");
+  RecordedEvent cancelled = r.result(id);
+  EXPECT_FALSE(cancelled.flag(1));
+  EXPECT_EQ(cancelled.text(2), R"({"Message":"canceled"})");
+
+  EXPECT_EQ(downloading.get("message").asString("").rfind("Downloading update ", 0), 0u);
+  ka::Json download = downloading.get("download");
+  EXPECT_EQ(download.get("bytesPerSecond").asString(""), "Calculating ...");
+  EXPECT_GT(download.get("downloadsActive").asNumber(0), 0);
+  EXPECT_GT(download.get("totalExpectedBytes").asNumber(0), 0);
+  for (char const* key : {"etaSeconds", "totalBytesReceived", "downloadsCompleted"})
+    EXPECT_EQ(download.get(key).type(), ka::Json::TYPE_Number) << key;
+  EXPECT_NE(download.get("bytesProgress").asString("").find(" / "), std::string::npos);
+  r.turn();
+  EXPECT_FALSE(Inspect::busy(r.gui()));
+  slow.stop();
+}
+
+}  // namespace
