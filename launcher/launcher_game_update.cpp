@@ -183,7 +183,11 @@ void LauncherGUI::launchJob(std::string const& id, std::string const& streamName
   std::vector<std::string> args;
   if (cmdline_devmode.isSet()) args.push_back("--zandornetdev");
   if (!ticket.empty()) args.push_back("--ticket=" + ticket);
-  if (update::runProcess(path, gameArguments(extraArguments, std::move(args)))) {
+  runGame(id, path, gameArguments(extraArguments, std::move(args)));
+}
+
+void LauncherGUI::runGame(std::string const& id, std::string const& path, std::vector<std::string> const& args) {
+  if (update::runProcess(path, args)) {
     finishJob(id, true, "launched!");
     vorn::Game::requestExit();
     return;

@@ -102,6 +102,8 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   bool continueUpdate(std::string const& id);
   void checkManifestJob(std::string const& id, std::string const& streamName, std::string const& minimalBuildId);
   void launchJob(std::string const& id, std::string const& streamName, std::string const& extraArguments);
+  // Starts the game and ends the job; a started game ends the launcher too.
+  void runGame(std::string const& id, std::string const& path, std::vector<std::string> const& args);
   void checkLauncherJob(std::string const& id);
   std::string getLauncherFileS3Url(std::string const& name);
   bool checkLauncherChecksumMatches(std::string const& latest);

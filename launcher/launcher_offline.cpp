@@ -6,10 +6,8 @@
 #include "ka/cmd_line.h"
 #include "ka/log.h"
 #include "ka/pathutil.h"
-#include "ka/stdio_error.h"
 #include "ka/strutil.h"
 #include "launcher_gui.h"
-#include "update/platform_util.h"
 #include "vorn/osutil.h"
 
 namespace {
@@ -64,13 +62,6 @@ std::string LauncherGUI::launchOffline(std::string const& extraArguments) {
     // No ticket and no development flag: the game runs without the services.
     std::vector<std::string> args;
     if (!extraArguments.empty()) args = ka::cmd_line::parseCmdLine(extraArguments);
-    if (update::runProcess(exe, args)) {
-      finishJob(id, true, "launched!");
-      vorn::Game::requestExit();
-      return;
-    }
-    std::string error = ka::getLastErrorMessage();
-    KA_LOG(Error) << error;
-    finishJob(id, false, jMsg(error));
+    runGame(id, exe, args);
   });
 }

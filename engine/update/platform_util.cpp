@@ -1,10 +1,13 @@
 #include "platform_util.h"
 
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/wait.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cctype>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -33,11 +36,37 @@ bool runProcess(ka::StringRange path, std::vector<std::string> const& args) {
   argv.push_back(program.data());
   for (std::string const& a : args) argv.push_back(const_cast<char*>(a.c_str()));
   argv.push_back(nullptr);
+  // The child reports a failed exec through a pipe that a successful exec closes, so that a
+  // program that can't start is a failure here and not a silent child dying.
+  int report[2];
+  if (::pipe2(report, O_CLOEXEC) != 0) return false;
   pid_t child = ::fork();
-  if (child < 0) return false;
+  if (child < 0) {
+    int error = errno;
+    ::close(report[0]);
+    ::close(report[1]);
+    errno = error;
+    return false;
+  }
   if (child == 0) {
+    ::close(report[0]);
     ::execv(program.c_str(), argv.data());
-    std::abort();
+    int error = errno;
+    ssize_t ignored = ::write(report[1], &error, sizeof error);
+    (void)ignored;
+    ::_exit(127);
+  }
+  ::close(report[1]);
+  int error = 0;
+  ssize_t got;
+  do {
+    got = ::read(report[0], &error, sizeof error);
+  } while (got < 0 && errno == EINTR);
+  ::close(report[0]);
+  if (got == ssize_t(sizeof error)) {
+    ::waitpid(child, nullptr, 0);
+    errno = error;
+    return false;
   }
   return true;
 }

@@ -3,10 +3,9 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 #include "support/temp_dir.h"
+#include "support/text.h"
 
 namespace {
 
@@ -16,20 +15,13 @@ struct Outcome {
   std::string err;
 };
 
-std::string slurp(std::string const& path) {
-  std::ifstream in(path);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
 Outcome launch(std::string const& args) {
   TempDir dir;
   // The launcher writes its log and certificates under the per-user data folder: keep them here.
   std::string command = "XDG_DATA_HOME='" + dir.path() + "' '" + ZANDOR_LAUNCHER_EXE + "' " + args + " >'" +
                         dir.file("out") + "' 2>'" + dir.file("err") + "' </dev/null";
   int raw = std::system(command.c_str());
-  return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(dir.file("out")), slurp(dir.file("err"))};
+  return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, readFile(dir.file("out")), readFile(dir.file("err"))};
 }
 
 std::string const kNoDisplay = "ZandorLauncher: no display platform is available in this build\n";

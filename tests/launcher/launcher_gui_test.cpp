@@ -6,17 +6,11 @@
 #include "ka/logsink.h"
 #include "launcher_hosts.h"
 #include "support/launcher_home.h"
+#include "support/text.h"
 
 namespace {
 
 using Inspect = LauncherGUIInspector;
-
-std::string slurp(std::string const& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
 
 class LauncherGUITest : public ::testing::Test, public LauncherHome {
  protected:
@@ -40,7 +34,7 @@ TEST_F(LauncherGUITest, StartsAFreshLogFileInTheFixedLauncherFolder) {
     auto gui = make();
     EXPECT_EQ(Inspect::logFilePath(*gui), logPath);
   }
-  std::string log = slurp(logPath);
+  std::string log = readFile(logPath);
   EXPECT_EQ(log.find("previous run"), std::string::npos);
   EXPECT_NE(log.find(" INFO Log file " + logPath + " opened\n"), std::string::npos) << log;
   EXPECT_NE(log.find(" INFO Loading fake embedded: " + ui() + "/config.json\n"), std::string::npos) << log;
@@ -55,7 +49,7 @@ TEST_F(LauncherGUITest, ReadsItsConfigurationAndWritesTheCertificatesUnderTheCom
   EXPECT_EQ(config.product, "TestGame");
   EXPECT_EQ(config.executable, "bin/game");
   EXPECT_EQ(config.titleId, 12);
-  EXPECT_EQ(slurp(dataDir("Test Studio", "ZandorLauncher") + "/cacert.pem"), slurp(ui() + "/cacert.pem"));
+  EXPECT_EQ(readFile(dataDir("Test Studio", "ZandorLauncher") + "/cacert.pem"), readFile(ui() + "/cacert.pem"));
   ka::Json params = Inspect::engineParams(*gui);
   EXPECT_EQ(params.numKeys(), 2u);
   EXPECT_EQ(params.get("devmode").type(), ka::Json::TYPE_Boolean);

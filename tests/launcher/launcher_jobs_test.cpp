@@ -6,15 +6,11 @@
 #include "ka/logsink.h"
 #include "launcher_hosts.h"
 #include "support/launcher_home.h"
+#include "support/text.h"
 
 namespace {
 
 using Inspect = LauncherGUIInspector;
-
-ka::Json parse(std::string const& text) {
-  std::istringstream in(text);
-  return ka::Json::readFrom(in);
-}
 
 class LauncherJobsTest : public ::testing::Test, public LauncherHome {
  protected:
@@ -42,7 +38,7 @@ TEST_F(LauncherJobsTest, SetupLoadsThePageWithTheEngineParametersAndBindsEveryCo
   std::string const& script = host.startScript;
   ASSERT_EQ(script.rfind("gEngineParams = ", 0), 0u) << script;
   ASSERT_EQ(script.substr(script.size() - 2), ";\n");
-  ka::Json params = parse(script.substr(16, script.size() - 18));
+  ka::Json params = parseJson(script.substr(16, script.size() - 18));
   EXPECT_TRUE(params.get("devmode").asBoolean(false));
   EXPECT_EQ(params.get("launcher_build_version").asString(""), "110299");
 
@@ -78,7 +74,7 @@ TEST_F(LauncherJobsTest, OneJobAtATimeWithProgressAndOneResultEach) {
   // Two seconds at ten events a second at most.
   ASSERT_GE(progress.size(), 5u);
   EXPECT_LE(progress.size(), 21u);
-  ka::Json doc = parse(progress[0].text(0));
+  ka::Json doc = parseJson(progress[0].text(0));
   EXPECT_EQ(doc.get("message").asString(""), "Simulating an async task");
   EXPECT_EQ(doc.get("errors").asNumber(-1), 0);
   EXPECT_EQ(doc.get("index").asNumber(-1), 0);
@@ -88,7 +84,7 @@ TEST_F(LauncherJobsTest, OneJobAtATimeWithProgressAndOneResultEach) {
   EXPECT_EQ(r.view().callText("asyncStub", {true}), "2");
   RecordedEvent failure = r.result("2");
   EXPECT_FALSE(failure.flag(1));
-  ka::Json error = parse(failure.text(2));
+  ka::Json error = parseJson(failure.text(2));
   EXPECT_EQ(error.get("ErrorCode").asNumber(0), -1);
   EXPECT_EQ(error.get("Message").asString(""), "Async stub forced error");
 }
@@ -142,23 +138,13 @@ TEST_F(LauncherJobsTest, AResultWaitsInTheMailboxUntilThereIsAPage) {
 }
 
 TEST_F(LauncherJobsTest, DirectCommandsOpenTheLogAndTheAccountPageAndEndTheRun) {
-  TempDir bin;
-  std::string opened = bin.file("opened");
-  bin.write("xdg-open", "#!/bin/sh\necho \"$@\" >> '" + opened + "'\n");
-  std::filesystem::permissions(bin.file("xdg-open"), std::filesystem::perms::owner_all);
-  std::string path = std::getenv("PATH");
-  setenv("PATH", (bin.path() + ":" + path).c_str(), 1);
-
+  FakeOpener opener;
   LauncherRun& r = start();
   r.view().call("viewLog");
   r.view().call("viewProfile");
-  setenv("PATH", path.c_str(), 1);
-  std::ifstream in(opened);
-  std::string first, second;
-  std::getline(in, first);
-  std::getline(in, second);
-  EXPECT_EQ(first, Inspect::logFilePath(r.gui()));
-  EXPECT_EQ(second, std::string(hosts::kStoreUrl) + "/Account/MyAccount");
+  std::vector<std::string> const opened = {Inspect::logFilePath(r.gui()),
+                                           std::string(hosts::kStoreUrl) + "/Account/MyAccount"};
+  EXPECT_EQ(opener.opened(), opened);
   EXPECT_FALSE(Inspect::busy(r.gui()));
 
   EXPECT_EQ(std::get<std::string>(r.view().call("makeStreamNewsUrl", {std::string("beta")})),

@@ -11,6 +11,7 @@
 #include "devserver.h"
 #include "support/launcher_home.h"
 #include "support/local_http_server.h"
+#include "support/text.h"
 
 namespace {
 
@@ -18,18 +19,6 @@ namespace fs = std::filesystem;
 using Inspect = LauncherGUIInspector;
 
 std::string const kPassword = "correct horse battery staple";
-
-ka::Json parse(std::string const& text) {
-  std::istringstream in(text);
-  return ka::Json::readFrom(in);
-}
-
-std::string slurp(std::string const& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
 
 // The demo's packed versions as a stream; version 2 is published under a manifest name of its
 // own, as a new build must be, so that a launcher holding version 1 fetches it.
@@ -100,14 +89,14 @@ TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
   LauncherRun& r = start();
   RecordedEvent login = signIn();
   ASSERT_TRUE(login.flag(1)) << login.text(2);
-  std::string ticket = parse(login.text(2)).get("SessionTicket").asString("");
+  std::string ticket = parseJson(login.text(2)).get("SessionTicket").asString("");
   EXPECT_FALSE(ticket.empty());
   EXPECT_EQ(Inspect::ticket(r.gui()), ticket);
   EXPECT_EQ(Inspect::displayName(r.gui()), "Player One");
 
   RecordedEvent list = call("listStreams");
   ASSERT_TRUE(list.flag(1)) << list.text(2);
-  EXPECT_EQ(parse(list.text(2)).get("Streams").arrayLength(), 1u);
+  EXPECT_EQ(parseJson(list.text(2)).get("Streams").arrayLength(), 1u);
   LauncherGUI::Stream const& stable = Inspect::streams(r.gui()).at("stable");
   EXPECT_EQ(stable.BuildId, "1");
   EXPECT_EQ(stable.TitleId, 7);
@@ -119,7 +108,7 @@ TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
   RecordedEvent install = call("checkManifest", {std::string("stable"), std::string("1")});
   EXPECT_EQ(install.text(2), "updateComplete");
   EXPECT_TRUE(install.flag(1));
-  EXPECT_EQ(slurp(gameDir() + "/data/config.json"), "{\"version\": 1}\n");
+  EXPECT_EQ(readFile(gameDir() + "/data/config.json"), "{\"version\": 1}\n");
   EXPECT_EQ(call("checkManifest", {std::string("stable"), std::string("")}).text(2), "manifestCheckSuccess");
   fs::remove(gameDir() + "/data/text/story.txt");
   EXPECT_EQ(call("checkManifest", {std::string("stable"), std::string("1")}).text(2), "manifestCheckSuccess")
@@ -133,7 +122,7 @@ TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
   ASSERT_TRUE(call("listStreams").flag(1));
   RecordedEvent patch = call("checkManifest", {std::string("stable"), std::string("1")});
   EXPECT_EQ(patch.text(2), "updateComplete");
-  EXPECT_EQ(slurp(gameDir() + "/data/config.json"), "{\"version\": 2}\n");
+  EXPECT_EQ(readFile(gameDir() + "/data/config.json"), "{\"version\": 2}\n");
   EXPECT_TRUE(fs::exists(gameDir() + "/data/text/story.txt")) << "the full check repaired the deleted file";
   // Progress is sampled, so which phases the page saw varies; each is one the jobs name.
   std::set<std::string> const known = {"Logging in", "Listing streams", "Sanity test", "Checking for updates ...",
@@ -142,17 +131,17 @@ TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
   std::vector<RecordedEvent> progress = r.view().events("asyncProgress");
   EXPECT_FALSE(progress.empty());
   for (RecordedEvent const& e : progress)
-    EXPECT_EQ(known.count(parse(e.text(0)).get("message").asString("")), 1u) << e.text(0);
+    EXPECT_EQ(known.count(parseJson(e.text(0)).get("message").asString("")), 1u) << e.text(0);
 
   fs::remove(gameDir() + "/bin/last-launch.txt");
   RecordedEvent launched = call("launch", {std::string("stable"), std::string("--level \"two words\"")});
   EXPECT_EQ(launched.text(2), "launched!");
   EXPECT_TRUE(r.platform.exitPending());
-  ASSERT_TRUE(r.turnUntil([&] { return slurp(gameDir() + "/bin/last-launch.txt").size() > 0; }));
+  ASSERT_TRUE(r.turnUntil([&] { return readFile(gameDir() + "/bin/last-launch.txt").size() > 0; }));
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  EXPECT_EQ(slurp(gameDir() + "/bin/last-launch.txt"), "--ticket=" + ticket + "\n--level\ntwo words\n");
+  EXPECT_EQ(readFile(gameDir() + "/bin/last-launch.txt"), "--ticket=" + ticket + "\n--level\ntwo words\n");
 
-  std::string log = slurp(Inspect::logFilePath(r.gui()));
+  std::string log = readFile(Inspect::logFilePath(r.gui()));
   EXPECT_NE(log.find("INFO Launch: " + gameDir() + "/bin/sample-game"), std::string::npos);
   EXPECT_EQ(log.find(kPassword), std::string::npos) << "the password reached the log";
 }
@@ -162,7 +151,7 @@ TEST_F(LauncherServicesTest, FailedSignInsLeaveNoUsableTicket) {
   LauncherRun& r = start({"--devmode"});
   RecordedEvent wrong = call("login", {std::string("player"), std::string("not the password")});
   EXPECT_FALSE(wrong.flag(1));
-  EXPECT_EQ(parse(wrong.text(2)).get("ErrorCode").asNumber(0), -1);
+  EXPECT_EQ(parseJson(wrong.text(2)).get("ErrorCode").asNumber(0), -1);
   EXPECT_EQ(Inspect::ticket(r.gui()), "null");
   EXPECT_EQ(Inspect::displayName(r.gui()), "null");
 
@@ -231,7 +220,7 @@ TEST_F(LauncherServicesTest, ACancelDuringTheDownloadEndsTheJobAtTheNextGate) {
   LocalHttpServer slow;
   std::string site = home.file("site-v1");
   slow.routes().Get(R"(/slow/(.*))", [site](httplib::Request const& req, httplib::Response& res) {
-    auto data = std::make_shared<std::string>(slurp(site + "/" + std::string(req.matches[1])));
+    auto data = std::make_shared<std::string>(readFile(site + "/" + std::string(req.matches[1])));
     if (req.matches[1].str().find("/hashed/") == std::string::npos)
       return res.set_content(*data, "application/octet-stream");
     res.set_content_provider(data->size(), "application/octet-stream",
@@ -248,7 +237,7 @@ TEST_F(LauncherServicesTest, ACancelDuringTheDownloadEndsTheJobAtTheNextGate) {
   ka::Json downloading;
   ASSERT_TRUE(r.turnUntil([&] {
     for (RecordedEvent const& e : r.view().events("asyncProgress")) {
-      ka::Json doc = parse(e.text(0));
+      ka::Json doc = parseJson(e.text(0));
       if (doc.hasKey("download")) downloading = doc;
     }
     return downloading.type() == ka::Json::TYPE_Object;

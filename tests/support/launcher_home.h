@@ -66,6 +66,28 @@ class LauncherHome {
   std::vector<std::string> args;
 };
 
+// Stands in for "xdg-open" on PATH while it lives, recording each call's arguments as a line.
+class FakeOpener {
+ public:
+  FakeOpener() : path_(std::getenv("PATH")) {
+    bin_.write("xdg-open", "#!/bin/sh\necho \"$@\" >> '" + bin_.file("opened") + "'\n");
+    std::filesystem::permissions(bin_.file("xdg-open"), std::filesystem::perms::owner_all);
+    setenv("PATH", (bin_.path() + ":" + path_).c_str(), 1);
+  }
+  ~FakeOpener() { setenv("PATH", path_.c_str(), 1); }
+
+  std::vector<std::string> opened() const {
+    std::ifstream in(bin_.file("opened"));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+  }
+
+ private:
+  TempDir bin_;
+  std::string path_;
+};
+
 // Makes the launcher object with a recording page, as the program's factory would.
 class RecordingLauncherFactory : public vorn::GameFactory {
  public:

@@ -24,8 +24,9 @@ class LocalHttpServer {
 
   httplib::Server& routes() { return *server_; }
 
-  void start() {
-    port_ = server_->bind_to_any_port("127.0.0.1");
+  // On a free port, or on `port`.
+  void start(int port = 0) {
+    port_ = port == 0 ? server_->bind_to_any_port("127.0.0.1") : (server_->bind_to_port("127.0.0.1", port) ? port : -1);
     if (port_ <= 0) throw std::runtime_error("test server could not bind 127.0.0.1");
     thread_ = std::thread([this] { server_->listen_after_bind(); });
     for (int i = 0; i < 500 && !server_->is_running(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));

@@ -62,6 +62,14 @@ TEST(PlatformUtil, RunProcessStartsAProgramWithoutWaiting) {
   EXPECT_TRUE(waitFor([&] { return vorn::osutil::fileSize(marker) == 8; }));
   while (waitpid(-1, nullptr, WNOHANG) > 0) {
   }
+
+  // A program that can't be started is reported, with the system's reason in errno.
+  errno = 0;
+  EXPECT_FALSE(update::runProcess(dir.file("missing"), {}));
+  EXPECT_EQ(errno, ENOENT);
+  dir.write("not-executable", "data");
+  EXPECT_FALSE(update::runProcess(dir.file("not-executable"), {}));
+  EXPECT_EQ(errno, EACCES);
 }
 
 TEST(PlatformUtil, FindsProgramsRunningFromADirectory) {

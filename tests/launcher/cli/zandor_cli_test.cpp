@@ -1,0 +1,153 @@
+// zandor-cli as a player runs it, against the development server with the demo game.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "devserver.h"
+#include "support/local_http_server.h"
+#include "support/text.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+class ZandorCliTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    devserver::Config config = devserver::readConfig(ZANDOR_DEMO_DIR "/devserver.json");
+    config.port = 0;
+    server = std::make_unique<devserver::DevServer>(config);
+    server->bind();
+    serving = std::thread([this] { server->serve(); });
+    home.write("password", "demo\n");
+    home.write("wrong", "not it\n");
+  }
+  void TearDown() override {
+    server->stop();
+    serving.join();
+  }
+
+  // Starts zandor-cli with its output in files; the caller waits for it.
+  pid_t spawn(std::vector<std::string> args) {
+    args.insert(args.begin(), {ZANDOR_CLI_EXE, "--service-url", server->baseUrl()});
+    pid_t child = fork();
+    if (child == 0) {
+      setenv("XDG_DATA_HOME", home.file("share").c_str(), 1);
+      dup2(open(home.file("out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
+      dup2(open(home.file("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
+      std::vector<char*> argv;
+      for (std::string& a : args) argv.push_back(a.data());
+      argv.push_back(nullptr);
+      execv(argv[0], argv.data());
+      _exit(127);
+    }
+    return child;
+  }
+  Outcome finish(pid_t child) {
+    int raw = 0;
+    waitpid(child, &raw, 0);
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, readFile(home.file("out")), readFile(home.file("err"))};
+  }
+  Outcome cli(std::vector<std::string> const& args) { return finish(spawn(args)); }
+  std::string gameDir() const { return home.file("share/Zandor Works/ZandorGame/data/streams/stable"); }
+
+  TempDir home;
+  std::unique_ptr<devserver::DevServer> server;
+  std::thread serving;
+};
+
+TEST_F(ZandorCliTest, PlaysTheDemoStreamAndThenPlaysOffline) {
+  Outcome first = cli({"play", "stable", "--user", "demo", "--password-file", home.file("password")});
+  EXPECT_EQ(first.status, 0) << first.err;
+  EXPECT_NE(first.out.find("Signed in as Demo Player\n"), std::string::npos) << first.out;
+  EXPECT_NE(first.out.find("Downloading update 2"), std::string::npos) << first.out;
+  EXPECT_NE(first.out.find("Updated stable\nStarting stable\n"), std::string::npos) << first.out;
+  // Each game started records its arguments; wait for one run's record before the next run.
+  std::string launched = gameDir() + "/bin/last-launch.txt";
+  auto gameArguments = [&] {
+    for (int i = 0; i < 1000 && readFile(launched).empty(); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::string text = readFile(launched);
+    fs::remove(launched);
+    return text;
+  };
+  EXPECT_EQ(gameArguments().rfind("--ticket=", 0), 0u);
+
+  Outcome second = cli({"play", "stable", "--user", "demo", "--password-file", home.file("password")});
+  EXPECT_EQ(second.status, 0) << second.err;
+  EXPECT_NE(second.out.find("Up to date: stable\n"), std::string::npos) << second.out;
+  EXPECT_EQ(gameArguments().rfind("--ticket=", 0), 0u);
+
+  Outcome offline = cli({"offline", "--game-args", "--level 2"});
+  EXPECT_EQ(offline.status, 0) << offline.err;
+  EXPECT_EQ(gameArguments(), "--level\n2\n");
+
+  Outcome streams = cli({"streams", "--user", "demo", "--password-file", home.file("password")});
+  EXPECT_EQ(streams.status, 0);
+  EXPECT_NE(streams.out.find("stable\tVersion 2, a patch on version 1\nlegacy\tVersion 1\n"), std::string::npos)
+      << streams.out;
+}
+
+TEST_F(ZandorCliTest, FailuresEndWithStatusOneAndTheReason) {
+  struct Case {
+    std::vector<std::string> args;
+    char const* error;
+  } const cases[] = {
+      {{"play", "stable", "--user", "demo", "--password-file", home.file("wrong")},
+       "Sign-in failed: Invalid user name or password.\n"},
+      {{"play", "nightly", "--user", "demo", "--password-file", home.file("password")},
+       "No stream named \"nightly\"; this account may use: stable, legacy\n"},
+      {{"play", "stable", "--user", "demo", "--password-file", home.file("missing")},
+       "Can't read a password from "},
+      {{"play", "stable"}, "play needs --user and --password-file\n"},
+      {{"offline"}, "No installed build of \"stable\" can be played offline\n"},
+      {{"dance"}, "Unknown command \"dance\"\n"},
+      {{}, "No command given\n"},
+  };
+  for (Case const& c : cases) {
+    Outcome o = cli(c.args);
+    EXPECT_EQ(o.status, 1) << c.error;
+    EXPECT_EQ(o.err.rfind(c.error, 0), 0u) << o.err;
+  }
+}
+
+TEST_F(ZandorCliTest, CtrlCCancelsTheUpdateOnce) {
+  // The demo's content through a slow host.
+  LocalHttpServer slow;
+  std::string site = ZANDOR_DEMO_DIR "/site/v2";
+  slow.routes().Get(R"(/slow/(.*))", [site](httplib::Request const& req, httplib::Response& res) {
+    auto data = std::make_shared<std::string>(readFile(site + "/" + req.matches[1].str()));
+    res.set_content_provider(data->size(), "application/octet-stream",
+                             [data](size_t offset, size_t length, httplib::DataSink& sink) {
+                               std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                               return sink.write(data->data() + offset, std::min<size_t>(length, 16384));
+                             });
+  });
+  slow.start();
+  pid_t child = spawn({"--download-url", slow.url("/slow/"), "play", "stable", "--user", "demo", "--password-file",
+                       home.file("password")});
+  for (int i = 0; i < 3000 && readFile(home.file("out")).find("Downloading update") == std::string::npos; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  kill(child, SIGINT);
+  kill(child, SIGINT);
+  Outcome o = finish(child);
+  slow.stop();
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err.rfind("Cancelling ...\nUpdate failed: canceled\n", 0), 0u) << o.err;
+}
+
+}  // namespace

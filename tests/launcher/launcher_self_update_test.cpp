@@ -1,0 +1,169 @@
+// The launcher's own update against the development server, which stands on the fixed port of
+// the live setup host that this build was configured with.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "devserver.h"
+#include "launcher_hosts.h"
+#include "support/launcher_home.h"
+#include "support/local_http_server.h"
+#include "support/text.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Inspect = LauncherGUIInspector;
+
+std::string const kCurrent = "1111111111111111111111111111111111111111";
+std::string const kNewer = "2222222222222222222222222222222222222222";
+char const kUnpacked[] = "/tmp/ZandorLauncherTemp";
+
+int portOf(std::string const& url) { return std::stoi(url.substr(url.rfind(':') + 1)); }
+
+class LauncherSelfUpdateTest : public ::testing::Test, public LauncherHome {
+ protected:
+  LauncherSelfUpdateTest() {
+    writeUI("appchksm.txt", kCurrent);
+    // The image: a gzip tar of a launcher folder.
+    fs::create_directories(home.file("image/ZandorLauncher"));
+    home.write("image/ZandorLauncher/README.txt", "the newer launcher\n");
+    std::string tar = "tar -czf '" + home.file("ZandorLauncher.tar.gz") + "' -C '" + home.file("image") + "' .";
+    EXPECT_EQ(std::system(tar.c_str()), 0);
+    fs::remove_all(kUnpacked);
+  }
+  ~LauncherSelfUpdateTest() override {
+    if (run) {
+      EXPECT_TRUE(run->turnUntil([this] { return !Inspect::busy(run->gui()); }));
+    }
+    run.reset();
+    if (server) {
+      server->stop();
+      serving.join();
+    }
+    fs::remove_all(kUnpacked);
+  }
+
+  void publish(std::string const& checksum, std::string const& image) {
+    devserver::Config config;
+    config.port = portOf(hosts::kLiveSetupUrl);
+    config.launcherChecksum = checksum;
+    config.launcherImage = image;
+    server = std::make_unique<devserver::DevServer>(config);
+    ASSERT_NO_THROW(server->bind()) << "port " << config.port << " is taken; stop the server that holds it";
+    serving = std::thread([this] { server->serve(); });
+  }
+  RecordedEvent check(std::vector<std::string> words = {}) {
+    words.insert(words.begin(), {"--update-check-url", hosts::kLiveSetupUrl});
+    options(words);
+    run = std::make_unique<LauncherRun>(home.path());
+    return run->result(run->view().callText("checkLauncher"));
+  }
+  std::string cacheFile(std::string const& checksum) const {
+    return dataDir("Test Studio", "TestGame") + "/updates/ZandorLauncher_" + checksum.substr(0, 32) + ".tar.gz";
+  }
+
+  FakeOpener opener;
+  std::unique_ptr<devserver::DevServer> server;
+  std::thread serving;
+  std::unique_ptr<LauncherRun> run;
+};
+
+TEST_F(LauncherSelfUpdateTest, ANewerLauncherIsDownloadedUnpackedAndShown) {
+  publish(kNewer, home.file("ZandorLauncher.tar.gz"));
+  RecordedEvent outcome = check();
+  EXPECT_TRUE(outcome.flag(1));
+  EXPECT_EQ(outcome.text(2), "open dmg folder, exiting...");
+  EXPECT_TRUE(run->platform.exitPending());
+  EXPECT_EQ(fs::file_size(cacheFile(kNewer)), fs::file_size(home.file("ZandorLauncher.tar.gz")));
+  EXPECT_TRUE(fs::exists(std::string(kUnpacked) + "/ZandorLauncher/README.txt"));
+  EXPECT_EQ(opener.opened(), std::vector<std::string>{kUnpacked});
+  std::string log = readFile(Inspect::logFilePath(run->gui()));
+  EXPECT_NE(log.find("Attempting system call \"mkdir -p /tmp/ZandorLauncherTemp && tar -xzf \"" + cacheFile(kNewer) +
+                     "\" -C /tmp/ZandorLauncherTemp\""),
+            std::string::npos)
+      << log;
+}
+
+TEST_F(LauncherSelfUpdateTest, AnImageAlreadyCachedIsNotFetchedAgain) {
+  publish(kNewer, home.file("no-such-image"));
+  fs::create_directories(fs::path(cacheFile(kNewer)).parent_path());
+  fs::copy_file(home.file("ZandorLauncher.tar.gz"), cacheFile(kNewer));
+  EXPECT_EQ(check().text(2), "open dmg folder, exiting...");
+  EXPECT_TRUE(fs::exists(std::string(kUnpacked) + "/ZandorLauncher/README.txt"));
+}
+
+TEST_F(LauncherSelfUpdateTest, TheCurrentLauncherRemovesTheImageOfItsOwnUpdate) {
+  publish(kCurrent, home.file("ZandorLauncher.tar.gz"));
+  fs::create_directories(fs::path(cacheFile(kCurrent)).parent_path());
+  fs::copy_file(home.file("ZandorLauncher.tar.gz"), cacheFile(kCurrent));
+  RecordedEvent outcome = check();
+  EXPECT_TRUE(outcome.flag(1));
+  EXPECT_EQ(outcome.text(2), "");
+  EXPECT_FALSE(fs::exists(cacheFile(kCurrent)));
+  EXPECT_FALSE(run->platform.exitPending());
+  EXPECT_TRUE(opener.opened().empty());
+}
+
+TEST_F(LauncherSelfUpdateTest, ABrokenServiceOrASkippedCheckEndsQuietly) {
+  publish("", "");  // nothing published: the services answer 404
+  RecordedEvent outcome = check();
+  EXPECT_TRUE(outcome.flag(1));
+  EXPECT_EQ(outcome.text(2), "");
+
+  run.reset();
+  server->stop();
+  serving.join();
+  server.reset();
+  RecordedEvent skipped = check({"--skip-version-check"});
+  EXPECT_EQ(skipped.text(2), "");
+  EXPECT_TRUE(run->view().events("asyncProgress").empty());
+}
+
+TEST_F(LauncherSelfUpdateTest, BetaTakesTheLaunchersFilesFromTheDevelopmentHost) {
+  publish(kNewer, home.file("ZandorLauncher.tar.gz"));
+  RecordedEvent outcome = check({"--beta"});
+  EXPECT_EQ(outcome.text(2), "") << "nothing serves the development host";
+  EXPECT_FALSE(fs::exists(cacheFile(kNewer)));
+  std::string log = readFile(Inspect::logFilePath(run->gui()));
+  EXPECT_NE(log.find("Error downloading launcher checksum information:" + std::string(hosts::kDevSetupUrl) +
+                            "/XR/Linux/appchksm.txt"),
+            std::string::npos)
+      << log;
+}
+
+TEST_F(LauncherSelfUpdateTest, ACancelDuringTheImageDownloadEndsQuietly) {
+  // A setup host whose image trickles in.
+  LocalHttpServer slow;
+  std::string image(4 << 20, 'x');
+  slow.routes().Get("/Launcher/ChecksumV3", [&](httplib::Request const&, httplib::Response& res) {
+    res.set_content(kNewer + " " + std::to_string(image.size()), "text/plain");
+  });
+  slow.routes().Get("/XR/Linux/appchksm.txt",
+                    [](httplib::Request const&, httplib::Response& res) { res.set_content(kNewer, "text/plain"); });
+  slow.routes().Get("/XR/Linux/ZandorLauncher.tar.gz", [&](httplib::Request const&, httplib::Response& res) {
+    res.set_content_provider(image.size(), "application/gzip",
+                             [&](size_t offset, size_t length, httplib::DataSink& sink) {
+                               std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                               return sink.write(image.data() + offset, std::min<size_t>(length, 16384));
+                             });
+  });
+  slow.start(portOf(hosts::kLiveSetupUrl));
+  options({"--update-check-url", hosts::kLiveSetupUrl});
+  run = std::make_unique<LauncherRun>(home.path());
+  std::string id = run->view().callText("checkLauncher");
+  ASSERT_TRUE(run->turnUntil([&] {
+    for (RecordedEvent const& e : run->view().events("asyncProgress"))
+      if (e.text(0).find("Downloading launcher update") != std::string::npos) return true;
+    return false;
+  }));
+  run->view().call("asyncCancel");
+  RecordedEvent outcome = run->result(id);
+  EXPECT_TRUE(outcome.flag(1));
+  EXPECT_EQ(outcome.text(2), "");
+  EXPECT_FALSE(fs::exists(cacheFile(kNewer)));
+  run.reset();
+  slow.stop();
+}
+
+}  // namespace
