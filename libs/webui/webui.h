@@ -15,6 +15,8 @@ struct WebUISettings {
   std::string hostDir;     // where the engine's helper programs live
   std::string localStore;  // the pages' persistent storage
   bool softwareUI = false;
+  int logSeverity = 3;     // the engine's messages from this severity up are logged ("WARNING")
+  bool allowMinidumps = false;
 };
 
 class WebUI {

@@ -1,0 +1,19 @@
+// The files through which the HTML engine's pictures reach the host: "/tmp/buffer_N_M", four
+// bytes a pixel in B, G, R, A order. The host makes, reads and removes them; the engine fills them.
+#pragma once
+
+#include <cstddef>
+
+#include "webui/listeners.h"
+
+namespace webui {
+
+// Makes a zero-filled file of `size` bytes and hands its handle to `response`. A file that
+// can't be made is reported on the error stream and handed on with descriptor -1.
+SurfaceHandle initSharedMemory(unsigned long size, SurfaceResponse* response);
+// Copies `size` bytes of the picture; false if the file can't be mapped.
+bool readFromSharedMemory(SurfaceHandle const& handle, unsigned long size, void* destination);
+bool readFromSharedMemoryIntoBuffer(SurfaceHandle const& handle, char* destination, unsigned long size);
+void destroySharedMemory(SurfaceHandle const& handle);
+
+}  // namespace webui

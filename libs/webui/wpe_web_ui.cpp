@@ -1,0 +1,176 @@
+#include "webui/wpe_web_ui.h"
+
+#include <wpe/fdo.h>
+#include <wpe/unstable/fdo-shm.h>
+#include <wpe/webkit.h>
+
+#include <algorithm>
+#include <mutex>
+#include <stdexcept>
+
+#include "game/platform.h"
+#include "ka/die.h"
+#include "ka/log.h"
+#include "ka/pathutil.h"
+#include "ka/printutil.h"
+#include "ka/strutil.h"
+#include "webui/page_script.h"
+
+namespace webui {
+namespace {
+
+// The engine's backend is loaded and set to hand over pictures in shared memory once a process.
+bool initializeEngine() {
+  static bool const ready = [] {
+    return wpe_loader_init("libWPEBackend-fdo-1.0.so.1") && wpe_fdo_initialize_shm();
+  }();
+  return ready;
+}
+
+char const* mimeType(std::string const& path) {
+  static std::pair<char const*, char const*> const types[] = {
+      {".html", "text/html"},        {".htm", "text/html"},         {".js", "application/javascript"},
+      {".css", "text/css"},          {".json", "application/json"}, {".png", "image/png"},
+      {".jpg", "image/jpeg"},        {".jpeg", "image/jpeg"},       {".gif", "image/gif"},
+      {".svg", "image/svg+xml"},     {".webp", "image/webp"},       {".woff", "font/woff"},
+      {".woff2", "font/woff2"},      {".ttf", "font/ttf"},          {".otf", "font/otf"},
+      {".txt", "text/plain"},        {".ico", "image/x-icon"},      {".mp3", "audio/mpeg"},
+      {".ogg", "audio/ogg"},         {".wav", "audio/wav"},         {".mp4", "video/mp4"},
+      {".webm", "video/webm"},
+  };
+  std::string ext = ka::strLower(ka::path::ext(path.substr(0, path.find('?'))));
+  for (auto const& [extension, type] : types)
+    if (ext == extension) return type;
+  return "application/octet-stream";
+}
+
+// Collects one file's bytes from a handler.
+struct Collected : ResourceResponse {
+  void* GetBuffer(size_t size) override {
+    bytes.resize(size);
+    return bytes.data();
+  }
+  void SignalSuccess() override { ok = true; }
+  void SignalFailure() override { ok = false; }
+  std::vector<char> bytes;
+  bool ok = false;
+};
+
+}  // namespace
+
+WpeWebUI::WpeWebUI(WebUISettings const& settings, EventListener* listener, std::shared_ptr<FileHandler> fileHandler,
+                   vorn::Platform* platform, bool disableBootCache)
+    : listener_(listener),
+      fileHandler_(std::move(fileHandler)),
+      logHandler_(settings.logSeverity),
+      secret_(makeSecret()) {
+  std::string hostDir = ka::path::makeAbsolute(settings.hostDir);
+  std::string localStore = ka::path::makeAbsolute(settings.localStore);
+  KA_LOG(Info) << "Coherent content root: \"" << ka::CStrEscape{contentRoot_} << "\"";
+  KA_LOG(Info) << "Coherent host dir: \"" << ka::CStrEscape{hostDir} << "\"";
+  KA_LOG(Info) << "Coherent local store: \"" << ka::CStrEscape{localStore} << "\"";
+  if (!fileHandler_) {
+    auto synchronous = std::make_shared<SynchronousFileHandler>(platform->getFilesystem(), disableBootCache);
+    synchronous->createBootFiles();
+    fileHandler_ = synchronous;
+  }
+  if (!initializeEngine()) throw std::runtime_error("Coherent InitializeUISystem failed,");
+
+  WebKitWebsiteDataManager* data = webkit_website_data_manager_new(
+      "base-data-directory", localStore.c_str(), "base-cache-directory", (localStore + "/cache").c_str(), nullptr);
+  context_ = webkit_web_context_new_with_website_data_manager(data);
+  g_object_unref(data);
+  if (!context_) throw std::runtime_error("Coherent InitializeUISystem failed,");
+  webkit_web_context_register_uri_scheme(context_, "coui", &WpeWebUI::serve, this, nullptr);
+  WebKitSecurityManager* security = webkit_web_context_get_security_manager(context_);
+  webkit_security_manager_register_uri_scheme_as_secure(security, "coui");
+  webkit_security_manager_register_uri_scheme_as_cors_enabled(security, "coui");
+}
+
+WpeWebUI::~WpeWebUI() {
+  KA_LOG(Info) << "Shutting down CoherentUI";
+  views_.clear();
+  g_object_unref(context_);
+  // Let the engine finish what the views' ends set in motion.
+  while (g_main_context_iteration(nullptr, FALSE)) {
+  }
+}
+
+void WpeWebUI::update(float) {
+  if (!ready_) {
+    ready_ = true;
+    listener_->SystemReady();
+  }
+  std::vector<std::function<void()>> due;
+  due.swap(pending_);
+  for (auto const& callback : due) callback();
+  // Every engine callback of this frame, page commands included, runs here.
+  for (int i = 0; i < 1000 && g_main_context_iteration(nullptr, FALSE); ++i) {
+  }
+  views_.erase(std::remove_if(views_.begin(), views_.end(), [](auto const& view) { return view->destroyed(); }),
+               views_.end());
+  for (auto const& view : views_) view->frameDone();
+}
+
+void WpeWebUI::loadLocalView(std::string const& path, int width, int height, ViewListener* listener,
+                             bool transparent, std::string const& script) {
+  loadUrl(ka::path::join(contentRoot_, path), width, height, listener, transparent, script);
+}
+
+void WpeWebUI::loadUrl(std::string const& url, int width, int height, ViewListener* listener, bool,
+                       std::string const& script) {
+  WpeView::Options options{nextViewId_++, url, width, height, script, secret_};
+  views_.push_back(std::make_unique<WpeView>(*this, context_, listener, options));
+  WpeView* view = views_.back().get();
+  // The page may call commands only once they are bound; its first message is read later.
+  pending_.push_back([listener, view, url] {
+    listener->OnViewCreated(view);
+    std::wstring wideUrl = ka::utf8_to_wstr(url);
+    listener->OnReadyForBindings(0, wideUrl.c_str(), true);
+  });
+}
+
+void WpeWebUI::dispatchToView(vorn::UIEvent const& event, View* view) {
+  if (event.type < vorn::ET_MouseButton || event.type > vorn::ET_Resize) return;
+  if (!view) ka::die("!!! view is null. !!!");
+  auto* page = dynamic_cast<WpeView*>(view);
+  if (!page) return;
+  switch (event.type) {
+    case vorn::ET_MouseButton:
+      page->focus();
+      page->mouseEvent(translate(vorn::MouseButtonEvent(event)));
+      break;
+    case vorn::ET_MouseMove: page->mouseEvent(translate(vorn::MouseMoveEvent(event))); break;
+    case vorn::ET_MouseWheel: page->mouseEvent(translate(vorn::MouseWheelEvent(event))); break;
+    case vorn::ET_Key: page->keyEvent(translate(vorn::KeyEvent(event))); break;
+    case vorn::ET_Char: page->keyEvent(translate(vorn::CharEvent(event))); break;
+    case vorn::ET_Resize: page->Resize(event.data0, event.data1); break;
+    default: break;
+  }
+}
+
+void WpeWebUI::log(int severity, std::string const& text) {
+  std::string line = text + '\0';
+  logHandler_.WriteLog(severity, line.data(), line.size());
+}
+
+void WpeWebUI::serve(WebKitURISchemeRequest* request, void* self) {
+  std::string uri = webkit_uri_scheme_request_get_uri(request);
+  std::wstring wideUri = ka::utf8_to_wstr(uri);
+  Collected file;
+  static_cast<WpeWebUI*>(self)->fileHandler_->ReadFile(wideUri.c_str(), &file);
+  if (!file.ok) {
+    GError* error = g_error_new(G_IO_ERROR, G_IO_ERROR_NOT_FOUND, "Cannot read %s", uri.c_str());
+    webkit_uri_scheme_request_finish_error(request, error);
+    g_error_free(error);
+    return;
+  }
+  gsize size = file.bytes.size();
+  GBytes* bytes = g_bytes_new(file.bytes.data(), size);
+  GInputStream* stream = g_memory_input_stream_new_from_bytes(bytes);
+  webkit_uri_scheme_request_finish(request, stream, gint64(size), mimeType(uri));
+  g_object_unref(stream);
+  g_bytes_unref(bytes);
+}
+
+}  // namespace webui

@@ -1,0 +1,133 @@
+#include "webui/file_handler.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "ka/logsink.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+struct Response : webui::ResourceResponse {
+  void* GetBuffer(size_t size) override {
+    if (refuseBuffer) return nullptr;
+    bytes.resize(size);
+    return bytes.data();
+  }
+  void SignalSuccess() override { outcome = "success"; }
+  void SignalFailure() override { outcome = "failure"; }
+  std::string text() const { return std::string(bytes.begin(), bytes.end()); }
+  std::vector<char> bytes;
+  std::string outcome = "none";
+  bool refuseBuffer = false;
+};
+
+struct Data : webui::ResourceData {
+  void SignalFailure() override { failed = true; }
+  bool failed = false;
+};
+
+std::string logText(ka::LogSinkMemory const& log) {
+  std::string text;
+  for (std::string const& line : log.messages()) text += line;
+  return text;
+}
+
+TEST(ExternalFileHandler, ReadsBelowItsRootAndNeverWrites) {
+  TempDir root;
+  std::filesystem::create_directories(root.file("css"));
+  root.write("index.html", "<html></html>");
+  root.write("css/site.css", "body{}");
+  webui::ExternalFileHandler handler(root.path());
+  ka::LogSinkMemory log(0);
+
+  Response page;
+  handler.ReadFile(L"coui://ui/index.html", &page);
+  EXPECT_EQ(page.outcome, "success");
+  EXPECT_EQ(page.text(), "<html></html>");
+  Response style;
+  handler.ReadFile(L"coui://ui/css/site.css", &style);
+  EXPECT_EQ(style.text(), "body{}");
+  Response missing;
+  handler.ReadFile(L"coui://ui/nothing.js", &missing);
+  EXPECT_EQ(missing.outcome, "failure");
+  EXPECT_NE(logText(log).find(" INFO Opening " + root.file("index.html") + "\n"), std::string::npos);
+  EXPECT_NE(logText(log).find(" ERROR Can't open " + root.file("nothing.js") + "\n"), std::string::npos);
+
+  Data data;
+  handler.WriteFile(L"coui://ui/index.html", &data);
+  EXPECT_TRUE(data.failed);
+  EXPECT_NE(logText(log).find(". Coherent file writing is disabled."), std::string::npos);
+}
+
+class SynchronousFileHandlerTest : public ::testing::Test {
+ protected:
+  SynchronousFileHandlerTest() {
+    filesystem->mount(root.path(), "/", true);
+    std::filesystem::create_directories(root.file("ui/lib"));
+    root.write("ui/lib/a.js", "var a = 1;\n");
+    root.write("ui/lib/b.JS", "var b = 2;\n");
+    root.write("ui/lib/base.css", "body{}\n");
+    root.write("ui/lib/notes.txt", "no");
+    root.write("ui/index.html", "<html></html>");
+  }
+  std::string read(webui::FileHandler& handler, wchar_t const* url, std::string* outcome = nullptr) {
+    Response response;
+    handler.ReadFile(url, &response);
+    if (outcome) *outcome = response.outcome;
+    return response.outcome == "success" ? response.text() : "<" + response.outcome + ">";
+  }
+
+  TempDir root;
+  ka::Ref<vorn::Filesystem> filesystem = vorn::createStdioFilesystem();
+  ka::LogSinkMemory log{0};
+};
+
+TEST_F(SynchronousFileHandlerTest, JoinsTheBootFilesByTheirOwnExtensions) {
+  root.write("ui/boot.json",
+             R"({"js": ["/ui/lib/a.js", "/ui/lib/base.css", "/ui/lib/notes.txt"], "css": ["/ui/lib/b.JS"]})");
+  webui::SynchronousFileHandler handler(filesystem, false);
+  EXPECT_EQ(read(handler, L"coui://ui/alpha/shared/js/boot.js?v=3"), "var a = 1;\nvar b = 2;\n");
+  EXPECT_EQ(read(handler, L"coui://ui/alpha/shared/css/boot.css"), "body{}\n");
+  EXPECT_EQ(read(handler, L"coui://ui/index.html?x"), "<html></html>");
+  EXPECT_EQ(read(handler, L"coui://ui/missing.html"), "<failure>");
+  EXPECT_NE(logText(log).find("ERROR Don't know how to boot file of type .txt"), std::string::npos);
+
+  // Cached for the handler's life unless told otherwise.
+  root.write("ui/lib/a.js", "var a = 10;\n");
+  EXPECT_EQ(read(handler, L"coui://ui/alpha/shared/js/boot.js"), "var a = 1;\nvar b = 2;\n");
+  webui::SynchronousFileHandler uncached(filesystem, true);
+  EXPECT_EQ(read(uncached, L"coui://ui/alpha/shared/js/boot.js"), "var a = 10;\nvar b = 2;\n");
+  root.write("ui/lib/a.js", "var a = 11;\n");
+  EXPECT_EQ(read(uncached, L"coui://ui/alpha/shared/js/boot.js"), "var a = 11;\nvar b = 2;\n");
+}
+
+TEST_F(SynchronousFileHandlerTest, ABrokenListLeavesTheBootFilesFailing) {
+  struct Case {
+    char const* list;
+    char const* reason;
+  } const cases[] = {
+      {"[1, 2]", "Expected object as root element"},
+      {R"({"js": ["/ui/lib/missing.js"]})", "Failed to load /ui/lib/missing.js"},
+      {R"({"js": ["lib/a.js"]})", "Failed to load lib/a.js"},
+      {"{not json", ""},
+  };
+  for (Case const& c : cases) {
+    log.clear();
+    root.write("ui/boot.json", c.list);
+    webui::SynchronousFileHandler handler(filesystem, false);
+    EXPECT_EQ(read(handler, L"coui://ui/alpha/shared/js/boot.js"), "<failure>") << c.list;
+    EXPECT_EQ(read(handler, L"coui://ui/alpha/shared/css/boot.css"), "<failure>") << c.list;
+    std::string text = logText(log);
+    EXPECT_NE(text.find("ERROR Failed to load /ui/boot.json\n"), std::string::npos) << c.list;
+    EXPECT_NE(text.find(std::string("ERROR ") + c.reason), std::string::npos) << text;
+  }
+  // Without "css" the style sheet stays empty and fails on every request.
+  root.write("ui/boot.json", R"({"js": ["/ui/lib/a.js"]})");
+  webui::SynchronousFileHandler handler(filesystem, false);
+  EXPECT_EQ(read(handler, L"coui://ui/alpha/shared/css/boot.css"), "<failure>");
+  EXPECT_EQ(read(handler, L"coui://ui/alpha/shared/js/boot.js"), "var a = 1;\n");
+}
+
+}  // namespace

@@ -1,0 +1,297 @@
+// The UI system on WPE WebKit, headless: pages from a temporary UI folder, the page's `engine`
+// object both ways, pictures in shared memory, input, local storage and the page's limits.
+#include "webui/wpe_web_ui.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <thread>
+
+#include "game/headless_platform.h"
+#include "ka/logsink.h"
+#include "support/local_http_server.h"
+#include "support/temp_dir.h"
+#include "webui/shared_memory.h"
+
+namespace {
+
+using webui::Value;
+
+// The host's side: makes the page, binds "report", keeps the surface and counts pictures.
+class Host : public webui::EventListener, public webui::ViewListener {
+ public:
+  explicit Host(std::string script = "") : script_(std::move(script)) {}
+
+  void SystemReady() override { ui->loadLocalView("index.html", width, height, this, false, script_); }
+  void OnViewCreated(webui::View* created) override { view = created; }
+  void OnReadyForBindings(int, wchar_t const*, bool) override {
+    view->BindCall("report", [this](std::vector<Value> const& args) {
+      std::vector<std::string> words;
+      for (Value const& a : args) {
+        if (auto const* s = std::get_if<std::string>(&a)) words.push_back(*s);
+        else if (auto const* b = std::get_if<bool>(&a)) words.push_back(*b ? "true" : "false");
+        else if (auto const* d = std::get_if<double>(&a)) words.push_back(std::to_string(int(*d)));
+        else words.push_back("null");
+      }
+      reports.push_back(words);
+      return Value(true);
+    });
+    view->BindCall("add", [](std::vector<Value> const& args) {
+      return Value(std::get<double>(args.at(0)) + std::get<double>(args.at(1)));
+    });
+  }
+  void CreateSurface(bool, unsigned w, unsigned h, webui::SurfaceResponse* response) override {
+    surface = webui::initSharedMemory(w * h * 4, response);
+    surfaces.push_back({w, h});
+    files.push_back(surface.name);
+  }
+  void DestroySurface(webui::SurfaceHandle handle, bool) override {
+    webui::destroySharedMemory(handle);
+    ++destroyed;
+  }
+  void OnDraw(webui::SurfaceHandle handle, bool, int w, int h) override {
+    drawnWidth = w;
+    drawnHeight = h;
+    pixels.resize(size_t(w) * size_t(h) * 4);
+    webui::readFromSharedMemory(handle, pixels.size(), pixels.data());
+    ++draws;
+  }
+
+  // Pumps the system until `done`, at most `seconds`.
+  bool until(std::function<bool()> const& done, int seconds = 20) {
+    auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    while (!done()) {
+      if (std::chrono::steady_clock::now() > end) return false;
+      ui->update(0.016f);
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+  }
+  bool reported(std::string const& what) {
+    return until([&] {
+      for (auto const& r : reports)
+        if (!r.empty() && r[0] == what) return true;
+      return false;
+    });
+  }
+  std::vector<std::string> report(std::string const& what) const {
+    for (auto const& r : reports)
+      if (!r.empty() && r[0] == what) return r;
+    return {};
+  }
+  // B, G, R, A at a place of the last picture.
+  std::array<int, 4> pixel(int x, int y) const {
+    size_t at = (size_t(y) * size_t(drawnWidth) + size_t(x)) * 4;
+    return {pixels[at], pixels[at + 1], pixels[at + 2], pixels[at + 3]};
+  }
+
+  std::unique_ptr<webui::WpeWebUI> ui;
+  webui::View* view = nullptr;
+  int width = 320;
+  int height = 200;
+  std::vector<std::vector<std::string>> reports;
+  webui::SurfaceHandle surface;
+  std::vector<std::pair<unsigned, unsigned>> surfaces;
+  std::vector<std::string> files;
+  int destroyed = 0;
+  int draws = 0;
+  int drawnWidth = 0;
+  int drawnHeight = 0;
+  std::vector<unsigned char> pixels;
+
+ private:
+  std::string script_;
+};
+
+class WpeWebUITest : public ::testing::Test {
+ protected:
+  static std::string reportText(Host const& host) {
+    std::string text;
+    for (auto const& r : host.reports) {
+      for (auto const& w : r) text += w + " ";
+      text += "\n";
+    }
+    return text;
+  }
+  void start(Host& host, std::string const& page) {
+    std::filesystem::create_directories(folder.file("ui"));
+    folder.write("ui/index.html", page);
+    webui::WebUISettings settings{folder.file("host"), folder.file("localstore")};
+    settings.logSeverity = 0;
+    host.ui = std::make_unique<webui::WpeWebUI>(settings, &host,
+                                               std::make_shared<webui::ExternalFileHandler>(folder.file("ui")),
+                                               &platform);
+  }
+
+  std::string logText() const {
+    std::string text;
+    for (std::string const& line : log.messages()) text += line;
+    return text;
+  }
+
+  TempDir folder;
+  vorn::GameClassFactorySingleton<vorn::Game> factory{"WebUITest"};
+  vorn::HeadlessPlatform platform{&factory, folder.path()};
+  ka::LogSinkMemory log{0};
+};
+
+std::string const kBridgePage = R"HTML(<!DOCTYPE html><html><body><script>
+  engine.on('greet', (word, flag, number) => engine.call('report', 'greet', word, flag, number));
+  engine.call('report', 'params', JSON.stringify(gEngineParams));
+  engine.call('add', 2, 3).then((sum) => engine.call('report', 'sum', sum));
+  engine.call('missing').catch((e) => engine.call('report', 'missing', String(e.message)));
+</script></body></html>)HTML";
+
+TEST_F(WpeWebUITest, ThePageCallsCommandsAndReceivesEvents) {
+  Host host("gEngineParams = {\"devmode\":true};\n");
+  start(host, kBridgePage);
+  ASSERT_TRUE(host.reported("params")) << "the page never called\n" << logText();
+  EXPECT_EQ(host.report("params")[1], R"({"devmode":true})");
+  ASSERT_TRUE(host.reported("sum"));
+  EXPECT_EQ(host.report("sum")[1], "5");
+  ASSERT_TRUE(host.reported("missing"));
+  EXPECT_EQ(host.report("missing")[1], "Unknown command missing");
+  host.view->TriggerEvent("greet", std::string("hello \"page\""), true, 7.0);
+  ASSERT_TRUE(host.reported("greet"));
+  std::vector<std::string> const greet = {"greet", "hello \"page\"", "true", "7"};
+  EXPECT_EQ(host.report("greet"), greet);
+}
+
+TEST_F(WpeWebUITest, PicturesArriveInTheSharedFileInBGRAOrder) {
+  Host host;
+  start(host, R"HTML(<!DOCTYPE html><html><body style="margin:0;background:rgb(10,20,30)">
+    <div style="width:40px;height:40px;background:rgb(200,100,50)"></div></body></html>)HTML");
+  ASSERT_TRUE(host.until([&] { return host.draws > 0 && host.pixel(100, 100)[0] == 30; })) << logText();
+  EXPECT_EQ(host.surfaces.front(), std::make_pair(320u, 200u));
+  EXPECT_EQ(host.drawnWidth, 320);
+  EXPECT_EQ(host.drawnHeight, 200);
+  EXPECT_EQ(host.pixel(100, 100), (std::array<int, 4>{30, 20, 10, 255}));
+  EXPECT_EQ(host.pixel(5, 5), (std::array<int, 4>{50, 100, 200, 255}));
+
+  // A new size brings a new surface; the old file goes.
+  std::string first = host.files.front();
+  host.width = 200;
+  host.height = 100;
+  host.ui->dispatchToView(vorn::ResizeEvent(200, 100), host.view);
+  ASSERT_TRUE(host.until([&] { return host.drawnWidth == 200; }));
+  EXPECT_EQ(host.surfaces.back(), std::make_pair(200u, 100u));
+  EXPECT_EQ(host.destroyed, 1);
+  EXPECT_FALSE(std::filesystem::exists(first));
+  EXPECT_TRUE(std::filesystem::exists(host.files.back()));
+  EXPECT_EQ(std::filesystem::file_size(host.files.back()), 200u * 100u * 4u);
+  host.ui.reset();
+  EXPECT_FALSE(std::filesystem::exists(host.files.back())) << "the surface goes with its view";
+}
+
+TEST_F(WpeWebUITest, MouseAndKeysReachThePage) {
+  Host host;
+  start(host, R"HTML(<!DOCTYPE html><html><body style="margin:0;height:100vh">
+    <input id="name" style="position:absolute;left:0;top:0;width:100px;height:30px">
+    <script>
+      document.addEventListener('mousedown', (e) => engine.call('report', 'mouse', e.button, e.clientX, e.clientY));
+      document.addEventListener('keydown', (e) => engine.call('report', 'key', e.key));
+      document.addEventListener('wheel', (e) => engine.call('report', 'wheel', e.deltaY < 0 ? 'up' : 'down'));
+      document.getElementById('name').addEventListener('input', (e) => engine.call('report', 'text', e.target.value));
+      engine.call('report', 'ready');
+    </script></body></html>)HTML");
+  ASSERT_TRUE(host.reported("ready")) << logText();
+  ASSERT_TRUE(host.until([&] { return host.draws > 0; }));
+  // A right-click goes nowhere (see the view); middle and left clicks do.
+  host.ui->dispatchToView(vorn::MouseButtonEvent(150, 120, vorn::KC_RightMouse, vorn::BA_Down, 0), host.view);
+  host.ui->dispatchToView(vorn::MouseButtonEvent(150, 120, vorn::KC_RightMouse, vorn::BA_Up, 0), host.view);
+  host.ui->dispatchToView(vorn::MouseButtonEvent(150, 120, vorn::KC_MiddleMouse, vorn::BA_Down, 0), host.view);
+  host.ui->dispatchToView(vorn::MouseButtonEvent(150, 120, vorn::KC_MiddleMouse, vorn::BA_Up, 0), host.view);
+  ASSERT_TRUE(host.reported("mouse"));
+  std::vector<std::string> const mouse = {"mouse", "1", "150", "120"};
+  EXPECT_EQ(host.report("mouse"), mouse);
+  host.ui->dispatchToView(vorn::MouseWheelEvent(150, 120, 120, 0), host.view);
+  ASSERT_TRUE(host.reported("wheel"));
+  EXPECT_EQ(host.report("wheel")[1], "up") << "a notch away from the player scrolls up";
+
+  // Click into the field, then type: text from characters, named keys from key events.
+  host.ui->dispatchToView(vorn::MouseMoveEvent(10, 10, 0), host.view);
+  host.ui->dispatchToView(vorn::MouseButtonEvent(10, 10, vorn::KC_LeftMouse, vorn::BA_Down, 0), host.view);
+  host.ui->dispatchToView(vorn::MouseButtonEvent(10, 10, vorn::KC_LeftMouse, vorn::BA_Up, 0), host.view);
+  ASSERT_TRUE(host.until([&] { return host.reports.back() == std::vector<std::string>{"mouse", "0", "10", "10"}; }));
+  for (uint32_t c : {uint32_t('h'), uint32_t('i'), 0xe9u}) host.ui->dispatchToView(vorn::CharEvent(c), host.view);
+  host.ui->dispatchToView(vorn::KeyEvent(vorn::KC_Enter, vorn::BA_Down), host.view);
+  host.ui->dispatchToView(vorn::KeyEvent(vorn::KC_Enter, vorn::BA_Up), host.view);
+  ASSERT_TRUE(host.until([&] {
+    for (auto const& r : host.reports)
+      if (r.size() == 2 && r[0] == "text" && r[1] == "hi\u00e9") return true;
+    return false;
+  })) << logText() << reportText(host);
+  ASSERT_TRUE(host.until([&] {
+    for (auto const& r : host.reports)
+      if (r.size() == 2 && r[0] == "key" && r[1] == "Enter") return true;
+    return false;
+  }));
+}
+
+TEST_F(WpeWebUITest, LocalStorageOutlivesTheSystem) {
+  std::string const page = R"HTML(<!DOCTYPE html><html><body><script>
+    const runs = Number(localStorage.getItem('runs') || 0) + 1;
+    localStorage.setItem('runs', String(runs));
+    engine.call('report', 'runs', String(runs));
+  </script></body></html>)HTML";
+  for (char const* expected : {"1", "2"}) {
+    Host host;
+    start(host, page);
+    ASSERT_TRUE(host.reported("runs")) << logText();
+    EXPECT_EQ(host.report("runs")[1], expected);
+    // Give the storage a moment to be written before the system goes.
+    host.until([] { return false; }, 1);
+  }
+}
+
+TEST_F(WpeWebUITest, OnlyOurPageMayCallAndItStaysInCharge) {
+  Host host;
+  start(host, R"HTML(<!DOCTYPE html><html><body><script>
+    window.webkit.messageHandlers.engine.postMessage(JSON.stringify({ id: 1, name: 'report', args: ['forged'] }));
+    engine.on('still', () => engine.call('report', 'still here'));
+    engine.call('report', 'ready').then(() => {
+      window.open('http://127.0.0.1:9/popup');
+      location.href = 'http://127.0.0.1:9/elsewhere';
+    });
+    console.warn('page says', 42);
+  </script></body></html>)HTML");
+  ASSERT_TRUE(host.reported("ready")) << logText();
+  host.until([] { return false; }, 1);
+  host.view->TriggerEvent("still");
+  EXPECT_TRUE(host.reported("still here")) << "the page left";
+  std::string text = logText();
+  EXPECT_TRUE(host.report("forged").empty());
+  EXPECT_NE(text.find("ERROR Refused a call of \"report\" that did not come from the launcher's page"),
+            std::string::npos);
+  EXPECT_NE(text.find("INFO [COUI] page says 42\n"), std::string::npos) << text;
+}
+
+TEST_F(WpeWebUITest, ANewsPageLoadsInAFrame) {
+  LocalHttpServer news;
+  std::atomic<int> requests{0};
+  news.routes().Get("/news", [&](httplib::Request const&, httplib::Response& res) {
+    ++requests;
+    res.set_content("<html><body>News</body></html>", "text/html");
+  });
+  news.start();
+  Host host;
+  start(host, "<!DOCTYPE html><html><body><iframe src=\"" + news.url("/news") + "\"></iframe>"
+              "<script>engine.call('report', 'ready');</script></body></html>");
+  ASSERT_TRUE(host.reported("ready"));
+  EXPECT_TRUE(host.until([&] { return requests > 0; }, 5)) << logText();
+  host.ui.reset();
+  news.stop();
+}
+
+TEST_F(WpeWebUITest, ANullViewIsAProgrammingFault) {
+  Host host;
+  start(host, "<html></html>");
+  host.ui->dispatchToView(vorn::UIEvent(), nullptr);  // no kind of input: ignored before anything else
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(host.ui->dispatchToView(vorn::MouseMoveEvent(1, 1, 0), nullptr), "!!! view is null. !!!");
+}
+
+}  // namespace
