@@ -17,6 +17,10 @@
 #include "launcher_options.h"
 #include "launcher_version.h"
 #include "vorn/osutil.h"
+#include "webui/file_handler.h"
+#include "webui/log_severity.h"
+#include "webui/shared_memory.h"
+#include "webui/wpe_web_ui.h"
 
 namespace {
 
@@ -123,11 +127,18 @@ void LauncherGUI::setup() {
   // The main and UI viewports are made here once the renderer exists.
   std::string localStore = ka::path::join(ka::getUserDataDir(config.company, "ZandorLauncher"), "localstore");
   vorn::osutil::mkdirAndParents(localStore);
-  if (!makeUIHost) {
-    KA_LOG(Warn) << "This build has no UI host; the page will not be shown";
+  webui::WebUISettings settings{hostDir, localStore, cmdline_softwareui.isSet()};
+  settings.logSeverity =
+      cmdline_coherentloglevel.isSet() ? webui::parseCoherentLogSeverity(cmdline_coherentloglevel.value()) : 3;
+  settings.allowMinidumps = cmdline_coherentallowminidumps.isSet();
+  if (makeUIHost) {
+    coherent = makeUIHost(settings, this, platform());
     return;
   }
-  coherent = makeUIHost(webui::WebUISettings{hostDir, localStore, cmdline_softwareui.isSet()}, this, platform());
+  // The page's files are plain files of the UI folder.
+  std::string root = cmdline_uiurl.isSet() ? cmdline_uiurl.value().str() : ka::path::join(ka::getResourceDir(), "ui");
+  coherent = std::make_unique<webui::WpeWebUI>(settings, this, std::make_shared<webui::ExternalFileHandler>(root),
+                                               platform());
 }
 
 void LauncherGUI::dispatch(vorn::UIEvent const& event) {
@@ -145,6 +156,18 @@ void LauncherGUI::SystemReady() {
   engineParams.writeTo(script);
   script << ";\n";
   coherent->loadLocalView("index.html", width, height, this, false, script.str());
+}
+
+void LauncherGUI::CreateSurface(bool, unsigned, unsigned, webui::SurfaceResponse* response) {
+  // The texture for the picture is made here once the renderer exists.
+  webui::initSharedMemory((unsigned long)(width) * (unsigned long)(height) * 4, response);
+}
+
+void LauncherGUI::DestroySurface(webui::SurfaceHandle handle, bool) { webui::destroySharedMemory(handle); }
+
+void LauncherGUI::OnDraw(webui::SurfaceHandle, bool, int, int) {
+  // The UI viewport's projection follows the window, and the picture goes into the UI
+  // texture, once the renderer exists.
 }
 
 void LauncherGUI::OnError(webui::SystemError const& error) { KA_LOG(Error) << error.Message; }

@@ -36,7 +36,7 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
     std::string TitleFolder;
   };
 
-  // Makes the UI system host for `setup`; empty when this build has none.
+  // Makes the UI system host for `setup`; by default the HTML engine on the UI folder.
   using UIHostMaker = std::function<std::unique_ptr<webui::WebUI>(webui::WebUISettings const&,
                                                                   webui::EventListener*, vorn::Platform*)>;
 
@@ -53,7 +53,12 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   void OnError(webui::SystemError const& error) override;
   void OnError(webui::ViewError const& error) override;
   void OnViewCreated(webui::View* view) override;
+  // A picture of the page is in the surface; it reaches the screen once the renderer exists.
+  void OnDraw(webui::SurfaceHandle handle, bool, int width, int height) override;
   void OnReadyForBindings(int frameId, wchar_t const* path, bool isMainFrame) override;
+  // The surface file is sized by the window, whatever size the page asks for.
+  void CreateSurface(bool, unsigned width, unsigned height, webui::SurfaceResponse* response) override;
+  void DestroySurface(webui::SurfaceHandle handle, bool) override;
 
   // The bytes of a file of the UI folder (`--uiurl`, else the resources' "ui"), read once and
   // kept for the life of the process. A missing file ends the process.
