@@ -38,6 +38,12 @@ bool readFromSharedMemoryIntoBuffer(SurfaceHandle const& handle, char* destinati
   return true;
 }
 
+void readFromSharedMemoryIntoCursor(SurfaceHandle const& handle, unsigned long size, unsigned long, unsigned long,
+                                    unsigned long, unsigned long) {
+  void* mapped = ::mmap(nullptr, size, PROT_READ, MAP_SHARED, handle.fd, 0);
+  if (mapped != MAP_FAILED) ::munmap(mapped, size);
+}
+
 void destroySharedMemory(SurfaceHandle const& handle) {
   if (handle.fd >= 0) ::close(handle.fd);
   ::unlink(handle.name);

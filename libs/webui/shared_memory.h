@@ -14,6 +14,10 @@ SurfaceHandle initSharedMemory(unsigned long size, SurfaceResponse* response);
 // Copies `size` bytes of the picture; false if the file can't be mapped.
 bool readFromSharedMemory(SurfaceHandle const& handle, unsigned long size, void* destination);
 bool readFromSharedMemoryIntoBuffer(SurfaceHandle const& handle, char* destination, unsigned long size);
+// For a cursor drawn by the page: the picture is mapped and left alone, as no platform shows
+// page-drawn cursors yet.
+void readFromSharedMemoryIntoCursor(SurfaceHandle const& handle, unsigned long size, unsigned long width,
+                                    unsigned long height, unsigned long hotX, unsigned long hotY);
 void destroySharedMemory(SurfaceHandle const& handle);
 
 }  // namespace webui

@@ -254,7 +254,8 @@ TEST_F(WpeWebUITest, OnlyOurPageMayCallAndItStaysInCharge) {
     engine.on('still', () => engine.call('report', 'still here'));
     engine.call('report', 'ready').then(() => {
       window.open('http://127.0.0.1:9/popup');
-      location.href = 'http://127.0.0.1:9/elsewhere';
+      location.href = sessionStorage.getItem('left') ? 'http://127.0.0.1:9/elsewhere' : 'about:blank';
+      sessionStorage.setItem('left', 'yes');
     });
     console.warn('page says', 42);
   </script></body></html>)HTML");
@@ -267,6 +268,25 @@ TEST_F(WpeWebUITest, OnlyOurPageMayCallAndItStaysInCharge) {
   EXPECT_NE(text.find("ERROR Refused a call of \"report\" that did not come from the launcher's page"),
             std::string::npos);
   EXPECT_NE(text.find("INFO [COUI] page says 42\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("ERROR Refused to navigate the launcher's page to about:blank"), std::string::npos) << text;
+}
+
+TEST_F(WpeWebUITest, WithoutAHandlerPagesComeFromTheFilesystemWithTheBootFiles) {
+  std::filesystem::create_directories(folder.file("ui/lib"));
+  folder.write("ui/lib/a.js", "window.fromBoot = 'script';\n");
+  folder.write("ui/lib/s.css", "body { background: rgb(1, 2, 3); }\n");
+  folder.write("ui/boot.json", R"({"js": ["/ui/lib/a.js"], "css": ["/ui/lib/s.css"]})");
+  folder.write("ui/index.html", R"HTML(<!DOCTYPE html><html><head>
+    <link rel="stylesheet" href="alpha/shared/css/boot.css"><script src="alpha/shared/js/boot.js?v=2"></script>
+    </head><body><script>
+    engine.call('report', 'boot', window.fromBoot, getComputedStyle(document.body).backgroundColor);
+    </script></body></html>)HTML");
+  Host host;
+  webui::WebUISettings settings{folder.file("host"), folder.file("localstore")};
+  host.ui = std::make_unique<webui::WpeWebUI>(settings, &host, nullptr, &platform);
+  ASSERT_TRUE(host.reported("boot")) << logText();
+  std::vector<std::string> const boot = {"boot", "script", "rgb(1, 2, 3)"};
+  EXPECT_EQ(host.report("boot"), boot);
 }
 
 TEST_F(WpeWebUITest, ANewsPageLoadsInAFrame) {
