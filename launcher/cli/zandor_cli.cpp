@@ -72,12 +72,13 @@ class CliFactory : public vorn::GameFactory {
   explicit CliFactory(cli::Request request) : request_(std::move(request)) {}
   std::string name() const override { return "ZandorLauncher"; }
   vorn::Game* create(vorn::Platform* platform) override {
-    return new LauncherGUI(platform, [this](webui::WebUISettings const&, webui::EventListener* system, vorn::Platform*) {
-      auto page = std::make_unique<cli::CliPage>(system, request_, std::cout, std::cerr, isatty(STDOUT_FILENO) != 0,
-                                                 gInterrupted);
+    auto makePage = [this](webui::WebUISettings const&, webui::EventListener* system, vorn::Platform*) {
+      bool terminal = isatty(STDOUT_FILENO) != 0;
+      auto page = std::make_unique<cli::CliPage>(system, request_, std::cout, std::cerr, terminal, gInterrupted);
       page_ = page.get();
       return page;
-    });
+    };
+    return new LauncherGUI(platform, makePage);
   }
   int exitStatus() const { return page_ ? page_->exitStatus() : 1; }
 
