@@ -1,18 +1,10 @@
 // Sign-in and sign-out with the account service, and the recovery mail.
-#include <sstream>
-
 #include "launcher_gui.h"
 #include "update/download.h"
 
 namespace {
 
 char const kJson[] = "application/json";
-
-std::string compact(ka::Json const& value) {
-  std::ostringstream os;
-  value.writeTo(os);
-  return os.str();
-}
 
 }  // namespace
 
@@ -33,7 +25,7 @@ std::string LauncherGUI::zandorNetLogin(std::string const& name, std::string con
     body.set("ZandorName", ka::Json::makeString(name));
     body.set("Password", ka::Json::makeString(password));
     update::DownloadProgress download(progress->canceled);
-    ka::Json response = update::jsonRequest(http, serviceUrl + "/GC/Authenticate", compact(body), kJson, download, "");
+    ka::Json response = update::jsonRequest(http, serviceUrl + "/GC/Authenticate", ka::compactText(body), kJson, download, "");
     // A cancelled request brings back no object to read; report it rather than fail on it.
     if (response.type() != ka::Json::TYPE_Object) {
       ticket = displayName = "null";
@@ -44,7 +36,7 @@ std::string LauncherGUI::zandorNetLogin(std::string const& name, std::string con
     ticket = response.get("SessionTicket", ka::Json()).asString("null");
     displayName = response.get("DisplayName", ka::Json()).asString("null");
     if (displayName.empty()) displayName = response.get("ZandorName", ka::Json()).asString("null");
-    finishJob(id, download.error.empty(), compact(response));
+    finishJob(id, download.error.empty(), ka::compactText(response));
   });
 }
 
@@ -62,7 +54,7 @@ std::string LauncherGUI::zandorNetLoginWithTicket(std::string const& name, std::
     update::DownloadProgress download(progress->canceled);
     ka::Json response = update::jsonRequest(http, serviceUrl + "/GC/UserInfo", "", kJson, download, ticket);
     if (!download.error.empty()) ticket.clear();
-    finishJob(id, download.error.empty(), compact(response));
+    finishJob(id, download.error.empty(), ka::compactText(response));
   });
 }
 
@@ -85,7 +77,7 @@ std::string LauncherGUI::getAccountInfo(std::string const& email) {
     body.set("TitleId", ka::Json::makeNumber(4));
     body.set("Email", ka::Json::makeString(email));
     update::DownloadProgress download(progress->canceled);
-    update::jsonRequest(http, serviceUrl + "/GameClient/SendAccountRecoveryEmail", compact(body), kJson, download, "");
+    update::jsonRequest(http, serviceUrl + "/GameClient/SendAccountRecoveryEmail", ka::compactText(body), kJson, download, "");
     // Whatever went wrong, the page shows the same words as for an unknown address.
     if (download.error.empty())
       finishJob(id, true, "");

@@ -217,9 +217,7 @@ std::string progressDocument(update::UpdateProgress const& progress,
                                                          bytesText(stats.totalExpectedBytes)));
     doc.set("download", download);
   }
-  std::ostringstream text;
-  doc.writeTo(text);
-  return text.str();
+  return ka::compactText(doc);
 }
 
 }  // namespace

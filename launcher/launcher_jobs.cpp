@@ -1,7 +1,6 @@
 // The page's commands and the machinery that runs a long command as a job: one at a time, on a
 // detached thread, its progress and outcome picked up by the frame loop.
 #include <chrono>
-#include <sstream>
 #include <thread>
 
 #include "ka/strutil.h"
@@ -50,9 +49,7 @@ void LauncherGUI::OnReadyForBindings(int, wchar_t const*, bool) {
 std::string LauncherGUI::jMsg(ka::StringRange text) {
   ka::Json message = ka::Json::makeObject();
   message.set("Message", ka::Json::makeString(text));
-  std::ostringstream os;
-  message.writeTo(os);
-  return os.str();
+  return ka::compactText(message);
 }
 
 bool LauncherGUI::claimJob() { return !busy.exchange(true, std::memory_order_seq_cst); }
@@ -97,9 +94,7 @@ std::string LauncherGUI::asyncStub(bool forceError) {
       ka::Json failure = ka::Json::makeObject();
       failure.set("ErrorCode", ka::Json::makeNumber(-1));
       failure.set("Message", ka::Json::makeString("Async stub forced error"));
-      std::ostringstream text;
-      failure.writeTo(text);
-      finishJob(id, false, text.str());
+      finishJob(id, false, ka::compactText(failure));
     } else {
       finishJob(id, true, jMsg("Async stub success"));
     }

@@ -27,12 +27,6 @@ void checkUtf8(StringRange text) {
   }
 }
 
-std::string compactText(Json const& value) {
-  std::ostringstream os;
-  value.writeTo(os, -1, 0);
-  return os.str();
-}
-
 void appendQuoted(std::string& out, StringRange text) {
   static char const named[] = "btnvfr";  // escapes for 8 to 13
   out += '"';
@@ -282,6 +276,12 @@ std::ostream& operator<<(std::ostream& os, Json::Type type) {
                                       "TYPE_String", "TYPE_Array",   "TYPE_Object"};
   if (type >= Json::TYPE_Null && type <= Json::TYPE_Object) return os << names[type];
   return os << "Json::Type(" << int(type) << ")";
+}
+
+std::string compactText(Json const& value) {
+  std::ostringstream os;
+  value.writeTo(os, -1, 0);
+  return os.str();
 }
 
 }  // namespace ka

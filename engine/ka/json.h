@@ -84,6 +84,9 @@ class Json {
 
 std::ostream& operator<<(std::ostream& os, Json::Type type);
 
+// The value's compact Json text, as writeTo(os) writes it.
+std::string compactText(Json const& value);
+
 // Streams a text as a quoted, pure-ASCII Json string.
 struct JsonQuote {
   StringRange text;

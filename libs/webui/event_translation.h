@@ -8,16 +8,21 @@
 
 namespace webui {
 
-struct KeyEventData {
-  enum EventType : int32_t { Unknown = 0, KeyDown = 1, KeyUp = 2, Char = 3 };
-  int32_t KeyCode = 0;
-  EventType Type = Unknown;
+// The modifier keys held during an event; the fifth flag is never set here.
+struct ModifierState {
   bool Shift = false;
   bool Control = false;
   bool Alt = false;
   bool Meta = false;
   bool Reserved = false;
   bool CapsLock = false;
+};
+
+struct KeyEventData {
+  enum EventType : int32_t { Unknown = 0, KeyDown = 1, KeyUp = 2, Char = 3 };
+  int32_t KeyCode = 0;
+  EventType Type = Unknown;
+  ModifierState Modifiers;
   bool IsAutoRepeat = false;
   bool IsNumPad = false;
 };
@@ -31,12 +36,7 @@ struct MouseEventData {
   int32_t Y = 0;
   float WheelX = 0;
   float WheelY = 0;  // notches, positive away from the player
-  bool Shift = false;
-  bool Control = false;
-  bool Alt = false;
-  bool Meta = false;
-  bool Reserved = false;
-  bool CapsLock = false;
+  ModifierState Modifiers;
   bool PressedLeft = false;
   bool PressedMiddle = false;
   bool PressedRight = false;

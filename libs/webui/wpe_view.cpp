@@ -91,10 +91,10 @@ uint32_t namedKeysym(int32_t code) {
 // Latin-1 characters are their own symbols; the rest of Unicode sits above 0x01000000.
 uint32_t characterKeysym(uint32_t codepoint) { return codepoint < 0x100 ? codepoint : 0x01000000 + codepoint; }
 
-uint32_t modifiersOf(KeyEventData const& record) {
-  return (record.Control ? wpe_input_keyboard_modifier_control : 0) |
-         (record.Shift ? wpe_input_keyboard_modifier_shift : 0) | (record.Alt ? wpe_input_keyboard_modifier_alt : 0) |
-         (record.Meta ? wpe_input_keyboard_modifier_meta : 0);
+uint32_t modifiersOf(ModifierState const& held) {
+  return (held.Control ? wpe_input_keyboard_modifier_control : 0) |
+         (held.Shift ? wpe_input_keyboard_modifier_shift : 0) | (held.Alt ? wpe_input_keyboard_modifier_alt : 0) |
+         (held.Meta ? wpe_input_keyboard_modifier_meta : 0);
 }
 
 // The host's reply to a surface request.
@@ -225,7 +225,7 @@ void WpeView::mouseEvent(MouseEventData const& record) {
 }
 
 void WpeView::keyEvent(KeyEventData const& record) {
-  uint32_t modifiers = modifiersOf(record);
+  uint32_t modifiers = modifiersOf(record.Modifiers);
   if (record.Type == KeyEventData::Char) {
     // The engine types the text of a key's symbol; control characters come as named keys.
     if (record.KeyCode < 32 || record.KeyCode == 127) return;

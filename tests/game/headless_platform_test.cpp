@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <sstream>
 #include <thread>
 
 #include "support/temp_dir.h"
+#include "support/text.h"
 
 namespace {
 
@@ -30,11 +30,7 @@ class ProbeGame : public vorn::Game {
     if (++updates == exitAfterUpdates) requestExit();
   }
   void present() override { calls_.push_back("present"); }
-  void dispatch(vorn::UIEvent const& event) override {
-    std::ostringstream os;
-    os << event;
-    calls_.push_back(os.str());
-  }
+  void dispatch(vorn::UIEvent const& event) override { calls_.push_back(printed(event)); }
 
   float lastUpdate = -1;
   int updates = 0;

@@ -1,4 +1,4 @@
-// Reading what a test's subject wrote: whole files, and Json texts.
+// Reading what a test's subject wrote: whole files, Json texts, and what it prints.
 #pragma once
 
 #include <fstream>
@@ -13,6 +13,14 @@ inline std::string readFile(std::string const& path) {
   std::stringstream text;
   text << in.rdbuf();
   return text.str();
+}
+
+// What `os << value` writes.
+template <class T>
+std::string printed(T const& value) {
+  std::ostringstream os;
+  os << value;
+  return os.str();
 }
 
 inline ka::Json parseJson(std::string const& text) {

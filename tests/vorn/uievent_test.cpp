@@ -2,16 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
+
+#include "support/text.h"
 
 namespace {
-
-template <class T>
-std::string text(T const& value) {
-  std::ostringstream os;
-  os << value;
-  return os.str();
-}
 
 TEST(KeyCodes, EveryBlockHasItsNames) {
   struct Case {
@@ -31,10 +25,10 @@ TEST(KeyCodes, EveryBlockHasItsNames) {
   };
   for (Case const& c : cases) {
     EXPECT_STREQ(vorn::keyName(vorn::KeyCode(c.code)), c.name) << c.code;
-    EXPECT_EQ(text(vorn::KeyCode(c.code)), c.name);
+    EXPECT_EQ(printed(vorn::KeyCode(c.code)), c.name);
   }
   for (int32_t unnamed : {6, 7, 40, 58, 60, 97, 140, 172, 186, 268, 533, 4112, -1})
-    EXPECT_EQ(text(vorn::KeyCode(unnamed)), std::to_string(unnamed));
+    EXPECT_EQ(printed(vorn::KeyCode(unnamed)), std::to_string(unnamed));
   EXPECT_EQ(vorn::KC_RightArrow, 532);
   EXPECT_EQ(vorn::KC_XboxRightTrigger, 4111);
 }
@@ -84,13 +78,13 @@ TEST(UIEvent, PrintsEachKindForTheLog) {
       {vorn::UIEvent(vorn::ET_Activation, vorn::IS_Controller, 2),
        "UIEvent type=ET_Activation source=IS_Controller index=2 data0=0 data1=0"},
   };
-  for (Case const& c : cases) EXPECT_EQ(text(c.event), c.expected);
+  for (Case const& c : cases) EXPECT_EQ(printed(c.event), c.expected);
 
   vorn::UIEvent odd(vorn::EventType(77), vorn::InputSource(9), 0);
   odd.data0 = 0xbeef;
   odd.data1 = 255;
-  EXPECT_EQ(text(odd), "UIEvent type=77 source=9 index=0 data0=0xbeef data1=0xff");
-  EXPECT_EQ(text(vorn::MouseModifier(vorn::MM_Right | 0x100)), "MM_Right|0x100");
+  EXPECT_EQ(printed(odd), "UIEvent type=77 source=9 index=0 data0=0xbeef data1=0xff");
+  EXPECT_EQ(printed(vorn::MouseModifier(vorn::MM_Right | 0x100)), "MM_Right|0x100");
 }
 
 struct Note : vorn::EventTranslation {

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <sstream>
 #include <stdexcept>
 
 #include "ka/log.h"
@@ -22,22 +21,16 @@ std::string text(ka::Json const& object, char const* key, std::string const& fal
   return object.get(key, ka::Json()).asString(fallback.c_str());
 }
 
-std::string compact(ka::Json const& value) {
-  std::ostringstream os;
-  value.writeTo(os);
-  return os.str();
-}
-
 // The error shape the launcher reads: {"ErrorCode": n, "Message": text}.
 void fail(httplib::Response& res, int status, int code, std::string const& message) {
   ka::Json error = ka::Json::makeObject();
   error.set("ErrorCode", ka::Json::makeNumber(code));
   error.set("Message", ka::Json::makeString(message));
   res.status = status;
-  res.set_content(compact(error), "application/json");
+  res.set_content(ka::compactText(error), "application/json");
 }
 
-void answer(httplib::Response& res, ka::Json const& body) { res.set_content(compact(body), "application/json"); }
+void answer(httplib::Response& res, ka::Json const& body) { res.set_content(ka::compactText(body), "application/json"); }
 
 bool parseBody(httplib::Request const& req, httplib::Response& res, ka::Json& body) {
   try {
