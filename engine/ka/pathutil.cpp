@@ -72,6 +72,13 @@ StringRange sansDrive(StringRange path, Style style) {
   return hasDrive(path, style) ? StringRange(path.begin + 2, path.end) : path;
 }
 
+std::string withoutFinalDelimiters(StringRange path, Style style) {
+  checkStyle(style);
+  std::string out = path.str();
+  while (out.size() > 1 && isSlash(out.back(), style)) out.pop_back();
+  return out;
+}
+
 std::string join(StringRange a, StringRange b, Style style) {
   checkStyle(style);
   if (a.empty()) return b.str();

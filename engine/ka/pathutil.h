@@ -19,6 +19,9 @@ StringRange sansExt(StringRange path, Style style = Posix);
 bool hasDrive(StringRange path, Style style = Posix);
 StringRange drive(StringRange path, Style style = Posix);
 StringRange sansDrive(StringRange path, Style style = Posix);
+// The path without delimiters at its end, so that it can be cut from the paths below it; "/"
+// stays "/".
+std::string withoutFinalDelimiters(StringRange path, Style style = Posix);
 // Joins with exactly one delimiter at the seam; an absolute `b` is not special.
 std::string join(StringRange a, StringRange b, Style style = Posix);
 char const* nativePathDelimiter(Style style = Posix);

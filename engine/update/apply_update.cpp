@@ -1,27 +1,78 @@
 #include "apply_update.h"
 
-#include <sys/stat.h>
-
+#include <cerrno>
+#include <cstring>
+#include <fstream>
 #include <map>
+#include <optional>
 #include <set>
+#include <sstream>
 #include <unordered_set>
 
 #include "ka/log.h"
 #include "ka/pathutil.h"
 #include "ka/strutil.h"
-#include "platform_util.h"
 #include "stage_pool.h"
 #include "vorn/osutil.h"
+#include "vorn/output_file.h"
 #include "vorn/threadpool.h"
 
 namespace update {
 
 namespace {
 
-// Removes the old file, making it writable first if the system refuses.
-bool removeOld(std::string const& target) {
-  if (!vorn::osutil::fileExists(target) || vorn::osutil::deleteFile(target)) return true;
-  return makeWriteable(target) && vorn::osutil::deleteFile(target);
+using NameSet = std::set<std::string>;
+
+std::string recordPath(UpdateContext const& context) {
+  return ka::path::join(context.gameDir(), kInstallRecordName);
+}
+
+// Null when there is no record: the launcher that installed these files kept none.
+std::optional<NameSet> readInstallRecord(UpdateContext const& context) {
+  if (!vorn::osutil::fileExists(recordPath(context))) return std::nullopt;
+  try {
+    std::ifstream in(recordPath(context), std::ios::binary);
+    ka::Json files = ka::Json::readFrom(in).get("files", ka::Json());
+    NameSet names;
+    for (size_t i = 0; i < files.arrayLength(); ++i) names.insert(files.get(i, ka::Json()).asString(""));
+    return names;
+  } catch (std::runtime_error const& error) {
+    KA_LOG(Warn) << "Ignoring the unreadable record of installed files " << recordPath(context) << ": "
+                 << error.what();
+    return std::nullopt;
+  }
+}
+
+bool writeInstallRecord(UpdateContext const& context, NameSet const& names) {
+  ka::Json files = ka::Json::makeArray();
+  for (std::string const& name : names) files.push_back(ka::Json::makeString(name));
+  ka::Json root = ka::Json::makeObject();
+  root.set("files", files);
+  std::string text = ka::compactText(root);
+  std::string error;
+  if (vorn::writeWholeFile(recordPath(context), text.data(), text.size(), error)) return true;
+  KA_LOG(Error) << "Unable to write the record of installed files: " << error;
+  return false;
+}
+
+// The manifest's own file, when the launcher keeps it inside the game directory.
+std::optional<std::string> storedManifestName(UpdateContext const& context) {
+  std::string prefix = context.gameDir().str() + "/";
+  std::string path = context.manifestOnDisk();
+  if (path.compare(0, prefix.size(), prefix) != 0) return std::nullopt;
+  return "/" + path.substr(prefix.size());
+}
+
+NameSet namesOf(UpdateContext& context) {
+  NameSet names;
+  for (ManifestBundle const& bundle : context.manifest()->bundles)
+    for (ManifestEntry const& entry : bundle.entries) names.insert(entry.filename);
+  if (auto manifest = storedManifestName(context)) names.insert(*manifest);
+  return names;
+}
+
+bool endsWith(std::string const& text, std::string_view tail) {
+  return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
 }
 
 // Installs one unpacked content under each of its names, then consumes the temporary file.
@@ -33,55 +84,76 @@ void applyContent(UpdateContext const& context, UpdateProgress& progress, std::s
   for (ManifestEntry const& entry : entries) {
     KA_LOG(Info) << "Updating: " << entry.filename;
     std::string target = context.getSystemGamePath(entry.filename);
-    if (!removeOld(target)) {
-      KA_LOG(Error) << "Error deleting file: " << entry.filename;
+    // The old file stays whole until the new one is: a kill here never leaves half a file.
+    std::string part = target + vorn::kPartialFileSuffix;
+    vorn::OutputFile out(part);
+    out.copyFrom(source);
+    if (entry.executable) out.addExecuteBits();
+    if (!out.close()) {
+      KA_LOG(Error) << "Unable to copy file: " << source << " to " << target << ": " << out.error();
+      vorn::osutil::deleteFile(part);
       ++progress.errors;
       continue;
     }
-    if (!vorn::osutil::copyFile(source, target)) {
-      KA_LOG(Error) << "Unable to copy file: " << source << " to " << target;
+    if (!vorn::osutil::renameFile(part, target)) {
+      KA_LOG(Error) << "Unable to replace file: " << target << ": " << std::strerror(errno);
+      vorn::osutil::deleteFile(part);
       ++progress.errors;
-      continue;
-    }
-    if (entry.executable) {
-      struct stat info;
-      mode_t mode = ::stat(target.c_str(), &info) == 0 ? (info.st_mode | 0111) : 0751;
-      if (::chmod(target.c_str(), mode) != 0) {
-        KA_LOG(Error) << "Unable to set permissions for file: " << target << " to " << unsigned(mode);
-        ++progress.errors;
-      }
     }
   }
   if (!vorn::osutil::deleteFile(source)) KA_LOG(Error) << "Error cleaning up temp file";
 }
 
-// The game directory holds what the manifest lists and its stored manifest, nothing else. Names
-// compare without regard to case, for file systems that don't tell case apart.
-void removeStaleFiles(UpdateContext& context) {
-  std::string gameDir = context.gameDir().str();
-  std::vector<vorn::FileInfo> onDisk;
-  vorn::osutil::listDir(gameDir, onDisk, vorn::LDR_Recurse);
-  std::unordered_set<std::string> listed;
-  for (ManifestBundle const& bundle : context.manifest()->bundles) {
-    for (ManifestEntry const& entry : bundle.entries) listed.insert(ka::strLower(entry.filename));
+// Removes the launcher's partly written files, and the files it installed before that the manifest
+// no longer lists. Names compare without regard to case, for file systems that don't tell case
+// apart. Links are neither followed nor removed. Returns the stale names it could not remove.
+NameSet removeStaleFiles(UpdateContext& context, std::optional<NameSet> const& installedBefore,
+                         NameSet const& listed) {
+  std::unordered_set<std::string> listedLower;
+  for (std::string const& name : listed) listedLower.insert(ka::strLower(name));
+  std::string const record = std::string("/") + kInstallRecordName;
+  NameSet kept;
+  std::vector<std::string> foreign;
+  vorn::osutil::walkDirectory(context.gameDir().str(), "", vorn::LDR_Recurse, [&](vorn::osutil::DirEntry const& item) {
+    std::string const& name = item.virtualPath;
+    if (item.isDirectory || name == record) return;
+    if (endsWith(name, vorn::kPartialFileSuffix)) {
+      KA_LOG(Info) << "Delete leftover: " << name;
+      if (!vorn::osutil::deleteFile(item.hostPath)) KA_LOG(Warn) << "Error deleting file : " << name;
+      return;
+    }
+    if (listedLower.count(ka::strLower(name))) return;
+    if (!installedBefore || !installedBefore->count(name)) {
+      foreign.push_back(name);
+      return;
+    }
+    KA_LOG(Info) << "Delete: " << name;
+    if (!vorn::osutil::deleteFile(item.hostPath)) {
+      KA_LOG(Warn) << "Error deleting file : " << name;
+      kept.insert(name);
+    }
+  });
+  if (!foreign.empty()) {
+    std::ostringstream line;
+    line << "Leaving " << foreign.size() << " files that the launcher did not install:";
+    for (size_t i = 0; i < foreign.size() && i < 5; ++i) line << " " << foreign[i];
+    if (foreign.size() > 5) line << " ...";
+    KA_LOG(Info) << line.str();
   }
-  std::string manifestFile = context.manifestOnDisk();
-  ka::replace(manifestFile, gameDir, "");
-  listed.insert(ka::path::nativeToPosix(manifestFile));
-  for (vorn::FileInfo const& item : onDisk) {
-    std::string relative = item.name;
-    ka::replace(relative, gameDir, "");
-    relative = ka::path::nativeToPosix(relative);
-    if (item.type != vorn::FileInfo::TYPE_File || listed.count(ka::strLower(relative))) continue;
-    KA_LOG(Info) << "Delete: " << relative;
-    if (!vorn::osutil::deleteFile(item.name)) KA_LOG(Warn) << "Error deleting file : " << relative;
-  }
+  return kept;
 }
 
 }  // namespace
 
 void updateGameFiles(std::shared_ptr<UpdateContext> context, std::shared_ptr<UpdateProgress> progress,
                      std::vector<ManifestBundle> const& bundles) {
+  std::optional<NameSet> installedBefore = readInstallRecord(*context);
+  NameSet listed = namesOf(*context);
+  // Recorded before anything is written, so that files of a run killed part way are known later.
+  NameSet recorded = installedBefore.value_or(NameSet());
+  recorded.insert(listed.begin(), listed.end());
+  writeInstallRecord(*context, recorded);
+
   vorn::ThreadPool pool(stagePoolSize());
   std::map<std::string, std::vector<ManifestEntry>> byContent;
   std::set<std::string> directories;
@@ -92,8 +164,9 @@ void updateGameFiles(std::shared_ptr<UpdateContext> context, std::shared_ptr<Upd
     }
   }
   for (std::string const& directory : directories) {
-    std::string path = context->getSystemGamePath(directory);
-    if (!vorn::osutil::mkdirAndParents(path)) KA_LOG(Error) << "Unable to create directory " << path;
+    std::string error;
+    if (!vorn::makeRealDirectories(context->gameDir(), directory, error))
+      KA_LOG(Error) << "Unable to create directory " << directory << ": " << error;
   }
   progress->total = uint32_t(byContent.size());
   for (auto const& group : byContent) {
@@ -101,7 +174,9 @@ void updateGameFiles(std::shared_ptr<UpdateContext> context, std::shared_ptr<Upd
     pool.enqueue([&context, &progress, &group] { applyContent(*context, *progress, group.first, group.second); });
   }
   pool.shutdown();
-  removeStaleFiles(*context);
+  NameSet kept = removeStaleFiles(*context, installedBefore, listed);
+  kept.insert(listed.begin(), listed.end());
+  writeInstallRecord(*context, kept);
   if (progress->errors == 0) {
     for (ManifestBundle const& bundle : bundles) vorn::osutil::deleteFile(context->getSystemTempPath(bundle.checksum) + ".bundle");
   } else {

@@ -1,6 +1,5 @@
 #include "bundle_download.h"
 
-#include <fstream>
 #include <mutex>
 
 #include "download.h"
@@ -8,19 +7,21 @@
 #include "ka/sha1.h"
 #include "ka/strutil.h"
 #include "stage_pool.h"
-#include "vorn/gzip.h"
 #include "vorn/osutil.h"
+#include "vorn/output_file.h"
 #include "vorn/threadpool.h"
 
 namespace update {
 
 namespace {
 
+constexpr int kAttempts = 3;
+
 // Where one attempt's body goes: digested and written on a writer thread of its own, in order
 // of arrival, so that the network thread only copies. Shared with the sink, because after a
 // cancel the network thread may still deliver a chunk or two while the attempt has moved on.
 struct Receiver {
-  explicit Receiver(std::string const& path) : file(path, std::ios::binary | std::ios::trunc) { sha1.reset(); }
+  explicit Receiver(std::string const& path) : file(path) { sha1.reset(); }
 
   void take(char const* data, unsigned long count) {
     auto chunk = std::make_shared<std::vector<char>>(data, data + count);
@@ -28,52 +29,39 @@ struct Receiver {
     if (!open) return;
     writer.enqueue([this, chunk] {
       sha1.update(chunk->data(), chunk->size());
-      file.write(chunk->data(), std::streamsize(chunk->size()));
+      file.write(chunk->data(), chunk->size());
     });
   }
   // Refuses later chunks and waits for the writes already queued.
-  void finish() {
+  bool finish() {
     {
       std::lock_guard lock(mutex);
       open = false;
     }
     writer.shutdown();
-    file.close();
+    return file.close();
   }
 
   std::mutex mutex;
   bool open = true;
-  std::ofstream file;
+  vorn::OutputFile file;
   ka::SHA1Context sha1;
   vorn::ThreadPool writer{1};
 };
 
-// One attempt at one bundle.
-bool downloadAndChecksum(std::shared_ptr<UpdateContext> context, std::atomic<bool>& canceled,
-                         DownloadProgress& progress, std::string const& path, std::string const& url,
-                         std::string const& checksum) {
+// One attempt at one bundle: empty when the bundle arrived whole, else why not.
+std::string downloadAndChecksum(std::shared_ptr<UpdateContext> context, DownloadProgress& progress,
+                                std::string const& path, std::string const& url, std::string const& checksum) {
   auto receiver = std::make_shared<Receiver>(path);
+  if (!receiver->file.ok()) return receiver->file.error();
   download(context->http(), url, progress,
            [receiver](char const* data, unsigned long count) { receiver->take(data, count); });
-  receiver->finish();
-  if (receiver->file.bad()) {
-    KA_LOG(Error) << "Unable to write to output file " << path;
-    return false;
-  }
-  if (canceled) {
-    KA_LOG(Error) << "Aborting download, cancelled.";
-    return false;
-  }
-  if (!progress.error.empty()) {
-    KA_LOG(Error) << "Encountered an error downloading " << url << ": " << progress.error;
-    return false;
-  }
+  if (!receiver->finish()) return receiver->file.error();
+  if (progress.cancelFlag) return "canceled";
+  if (!progress.error.empty()) return "transfer of " + url + " failed: " + progress.error;
   std::string got = receiver->sha1.digest().toString();
-  if (got != checksum) {
-    KA_LOG(Error) << "Download checksum mismatch. Expected: " << checksum << ", got: " << got;
-    return false;
-  }
-  return true;
+  if (got != checksum) return "checksum mismatch, got " + got;
+  return std::string();
 }
 
 struct DownloadJob {
@@ -85,22 +73,25 @@ struct DownloadJob {
   std::string checksum;
 
   void operator()() const {
-    if (progress->canceled) return;
     KA_LOG(Info) << "Downloading " << checksum << " to " << path;
-    // An HTTP or transport error stays in `download->error`, so only a digest mismatch or a
-    // write error can be cured by the next attempt.
-    for (int retries = 3;;) {
-      if (retries < 1) {
-        ++progress->errors;
+    for (int attempt = 1; attempt <= kAttempts; ++attempt) {
+      if (progress->canceled) {
+        KA_LOG(Info) << "Download of " << checksum << " canceled";
         return;
       }
+      // Each attempt starts clean: an error of an earlier one must not fail a later success.
       download->bytesReceived = 0;
       download->finished = false;
-      --retries;
-      bool ok = downloadAndChecksum(context, progress->canceled, *download, path, url, checksum);
-      if (!ok) KA_LOG(Warn) << "Retrying download of " << checksum << " to " << path;
-      if (ok) return;
+      download->error.clear();
+      std::string why = downloadAndChecksum(context, *download, path, url, checksum);
+      if (why.empty()) return;
+      if (progress->canceled) continue;
+      KA_LOG(Warn) << "Attempt " << attempt << " of " << kAttempts << " to download " << checksum
+                   << " failed: " << why;
     }
+    if (progress->canceled) return;
+    KA_LOG(Error) << "Giving up on " << checksum << " after " << kAttempts << " attempts";
+    ++progress->errors;
   }
 };
 
@@ -125,31 +116,47 @@ std::shared_ptr<Manifest> downloadManifest(std::shared_ptr<UpdateContext> contex
                                            std::shared_ptr<UpdateProgress> progress, ka::StringRange manifestName) {
   std::string url = context->makeManifestUrl(manifestName);
   ++progress->index;
-  KA_LOG(Info) << "Downloading manifest: " << url;
-  DownloadProgress transfer(progress->canceled);
-  std::vector<char> zipped;
-  download(context->http(), url, transfer, zipped);
-  if (progress->canceled) return nullptr;
-  if (!transfer.error.empty()) {
-    KA_LOG(Error) << transfer.error;
-    ++progress->errors;
-    progress->error = ka::stringprintf("Failed to download manifest: %s", manifestName.str().c_str());
+  std::string failure;
+  for (int attempt = 1; attempt <= kAttempts; ++attempt) {
+    KA_LOG(Info) << "Downloading manifest: " << url;
+    DownloadProgress transfer(progress->canceled);
+    std::vector<char> zipped;
+    download(context->http(), url, transfer, zipped);
+    if (progress->canceled) return nullptr;
+    if (!transfer.error.empty()) {
+      KA_LOG(Warn) << "Attempt " << attempt << " of " << kAttempts << " to download the manifest failed: "
+                   << transfer.error;
+      failure = ka::stringprintf("Failed to download manifest: %s", manifestName.str().c_str());
+      continue;
+    }
+    KA_LOG(Info) << " done!";
+    KA_LOG(Info) << "Deserializing manifest";
+    std::shared_ptr<Manifest> manifest;
+    try {
+      manifest = Manifest::fromZippedBytes(zipped);
+    } catch (std::runtime_error const& error) {
+      // Refused as a whole and never stored: the next run fetches it again.
+      KA_LOG(Warn) << "Attempt " << attempt << " of " << kAttempts << ": " << error.what();
+      failure = error.what();
+      continue;
+    }
+    KA_LOG(Info) << "Found " << manifest->bundles.size() << " bundles";
+    KA_LOG(Info) << "Writing manifest to " << context->manifestOnDisk();
+    // Whole or not at all: a stored manifest is believed by later runs.
+    std::string why;
+    if (!vorn::writeWholeFile(context->manifestOnDisk(), zipped.data(), zipped.size(), why)) {
+      failure = "Unable to store the manifest: " + why;
+      break;
+    }
+    context->setManifest(manifest);
     progress->done = true;
-    return nullptr;
+    return manifest;
   }
-  KA_LOG(Info) << " done!";
-  KA_LOG(Info) << "Deserializing manifest";
-  std::vector<char> text;
-  vorn::gunzip(zipped, text);  // damage shows as a parse error
-  ka::StringRangeStream stream(ka::StringRange(text.data(), text.data() + text.size()));
-  std::shared_ptr<Manifest> manifest = Manifest::fromJson(ka::Json::readFrom(stream));
-  KA_LOG(Info) << "Found " << manifest->bundles.size() << " bundles";
-  context->setManifest(manifest);
-  KA_LOG(Info) << "Writing manifest to " << context->manifestOnDisk();
-  std::ofstream(context->manifestOnDisk(), std::ios::binary | std::ios::trunc)
-      .write(zipped.data(), std::streamsize(zipped.size()));
+  KA_LOG(Error) << failure;
+  ++progress->errors;
+  progress->error = failure;
   progress->done = true;
-  return manifest;
+  return nullptr;
 }
 
 void downloadManifestEntries(std::shared_ptr<UpdateContext> context, std::shared_ptr<UpdateProgress> progress,

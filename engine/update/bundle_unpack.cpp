@@ -8,6 +8,7 @@
 #include "ka/log.h"
 #include "ka/sha1.h"
 #include "vorn/gzip.h"
+#include "vorn/output_file.h"
 #include "vorn/threadpool.h"
 
 namespace update {
@@ -26,10 +27,10 @@ void unpackEntry(UpdateContext const& context, UpdateProgress& progress, Manifes
     return;
   }
   std::string target = context.getSystemTempPath(entry.checksum);
-  std::ofstream out(target, std::ios::binary | std::ios::trunc);
-  if (!out) {
+  vorn::OutputFile out(target);
+  if (!out.ok()) {
     KA_LOG(Error) << "Failed to open output target file for bundle entry " << entry.filename << " from bundle "
-                  << bundle.checksum << ", path: " << target;
+                  << bundle.checksum << ", path: " << target << ": " << out.error();
     ++progress.errors;
     return;
   }
@@ -37,7 +38,7 @@ void unpackEntry(UpdateContext const& context, UpdateProgress& progress, Manifes
   sha1.reset();
   in.seekg(std::streamoff(entry.offset));
   auto take = [&](char const* data, size_t count) {
-    out.write(data, std::streamsize(count));
+    out.write(data, count);
     sha1.update(data, count);
   };
   if (entry.sizeZ != 0) {
@@ -48,6 +49,10 @@ void unpackEntry(UpdateContext const& context, UpdateProgress& progress, Manifes
       KA_LOG(Error) << "Error decompressing " << entry.filename;
       return;
     }
+  } else if (entry.size == 0) {
+    // Other packers put empty files anywhere in a bundle; the reader's "0 means to the end"
+    // would fill them with the rest of it.
+    KA_LOG(Info) << "Creating empty " << entry.filename << " as " << target;
   } else {
     KA_LOG(Info) << "Unbundling " << entry.filename << " as " << target;
     ChunkedReader reader(in, 131072, long(entry.size));
@@ -59,10 +64,9 @@ void unpackEntry(UpdateContext const& context, UpdateProgress& progress, Manifes
     }
   }
   in.close();
-  out.close();
-  if (out.bad()) {
+  if (!out.close()) {
     ++progress.errors;
-    KA_LOG(Error) << "Error writing " << entry.filename;
+    KA_LOG(Error) << "Error writing " << entry.filename << ": " << out.error();
     return;
   }
   std::string got = sha1.digest().toString();

@@ -3,11 +3,16 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <unordered_set>
 
 #include "chunked_reader.h"
 #include "ka/MD5.h"
 #include "ka/log.h"
 #include "ka/sha1.h"
+#include "ka/strutil.h"
+#include "apply_update.h"
+#include "safe_names.h"
+#include "vorn/output_file.h"
 #include "vorn/gzip.h"
 
 namespace update {
@@ -32,7 +37,28 @@ void readDigits(ka::Json const& object, char const* key, uint64_t& field) {
 
 ka::Json digitsJson(uint64_t value) { return ka::Json::makeString(std::to_string(value)); }
 
-void readEntry(ka::Json const& json, ManifestEntry& entry) {
+// A name or digest from the manifest as it may appear in a message: quoted, escaped, bounded.
+std::string shown(std::string const& text) {
+  std::string out = "\"";
+  for (char c : text.substr(0, 120)) {
+    if (static_cast<unsigned char>(c) < 32 || c == '"' || c == '\\')
+      out += ka::stringprintf("\\x%02x", unsigned(static_cast<unsigned char>(c)));
+    else
+      out += c;
+  }
+  return out + (text.size() > 120 ? "...\"" : "\"");
+}
+
+[[noreturn]] void refuse(std::string const& reason) { throw std::runtime_error("Refusing manifest: " + reason); }
+
+ka::Json requireArray(ka::Json const& object, char const* key, std::string const& where) {
+  ka::Json value = object.get(key, ka::Json());
+  if (value.type() != ka::Json::TYPE_Array) refuse(where + " has no \"" + key + "\" array");
+  return value;
+}
+
+void readEntry(ka::Json const& json, ManifestEntry& entry, std::string const& where) {
+  if (json.type() != ka::Json::TYPE_Object) refuse(where + " is not an object");
   entry.checksum = readString(json, "checksum");
   entry.checksumZ = readString(json, "checksumZ");
   entry.filename = readString(json, "filename");
@@ -40,28 +66,44 @@ void readEntry(ka::Json const& json, ManifestEntry& entry) {
   readDigits(json, "sizeZ", entry.sizeZ);
   readDigits(json, "offset", entry.offset);
   entry.executable = json.get("executable", ka::Json()).asBoolean(false);
+  if (!isSafeGamePath(entry.filename))
+    refuse(where + " names " + shown(entry.filename) + ", which is not a plain path inside the game folder");
+  // The launcher's own files in the game folder: one would be overwritten, the other swept away.
+  if (entry.filename == std::string("/") + kInstallRecordName || entry.filename.ends_with(vorn::kPartialFileSuffix))
+    refuse(where + " names " + shown(entry.filename) + ", a name the launcher keeps for its own files");
+  if (!isChecksumText(entry.checksum))
+    refuse(where + " (" + shown(entry.filename) + ") has the checksum " + shown(entry.checksum) +
+           ", not 40 lower-case hexadecimal digits");
 }
 
 }  // namespace
 
 std::shared_ptr<Manifest> Manifest::fromJson(ka::Json const& json) {
+  // The manifest decides which files are written where, so nothing of a manifest that is wrong
+  // anywhere is believed: a partly read one once passed for "up to date".
+  if (json.type() != ka::Json::TYPE_Object) refuse("it is not a Json object");
   auto manifest = std::make_shared<Manifest>();
-  try {
-    manifest->version = readString(json, "version");
-    manifest->patchesFrom = readString(json, "patchesFrom");
-    ka::Json bundles = json.get("bundles", ka::Json());
-    manifest->bundles.resize(bundles.arrayLength());
-    for (size_t b = 0; b < manifest->bundles.size(); ++b) {
-      ManifestBundle& bundle = manifest->bundles[b];
-      ka::Json bundleJson = bundles.get(b, ka::Json());
-      bundle.checksum = readString(bundleJson, "checksum");
-      readDigits(bundleJson, "size", bundle.size);
-      ka::Json entries = bundleJson.get("entries", ka::Json());
-      bundle.entries.resize(entries.arrayLength());
-      for (size_t e = 0; e < bundle.entries.size(); ++e) readEntry(entries.get(e, ka::Json()), bundle.entries[e]);
+  manifest->version = readString(json, "version");
+  manifest->patchesFrom = readString(json, "patchesFrom");
+  ka::Json bundles = requireArray(json, "bundles", "it");
+  manifest->bundles.resize(bundles.arrayLength());
+  std::unordered_set<std::string> names;
+  for (size_t b = 0; b < manifest->bundles.size(); ++b) {
+    ManifestBundle& bundle = manifest->bundles[b];
+    std::string where = ka::stringprintf("bundle %zu", b + 1);
+    ka::Json bundleJson = bundles.get(b, ka::Json());
+    if (bundleJson.type() != ka::Json::TYPE_Object) refuse(where + " is not an object");
+    bundle.checksum = readString(bundleJson, "checksum");
+    if (!isChecksumText(bundle.checksum))
+      refuse(where + " has the checksum " + shown(bundle.checksum) + ", not 40 lower-case hexadecimal digits");
+    readDigits(bundleJson, "size", bundle.size);
+    ka::Json entries = requireArray(bundleJson, "entries", where);
+    bundle.entries.resize(entries.arrayLength());
+    for (size_t e = 0; e < bundle.entries.size(); ++e) {
+      readEntry(entries.get(e, ka::Json()), bundle.entries[e], ka::stringprintf("entry %zu of bundle %zu", e + 1, b + 1));
+      if (!names.insert(bundle.entries[e].filename).second)
+        refuse(shown(bundle.entries[e].filename) + " is listed twice");
     }
-  } catch (std::runtime_error const& error) {
-    KA_LOG(Error) << "Error parsing json: " << error.what();
   }
   return manifest;
 }
@@ -79,12 +121,21 @@ std::shared_ptr<Manifest> Manifest::fromZippedFile(ka::StringRange path) {
   file.seekg(0);
   file.read(zipped.data(), std::streamsize(zipped.size()));
   if (!file) return nullptr;
-  file.close();
+  return fromZippedBytes(zipped);
+}
+
+std::shared_ptr<Manifest> Manifest::fromZippedBytes(std::vector<char> const& zipped) {
   std::vector<char> text;
-  // Damage shows up as a parse error of what could be inflated, so the result is not needed.
-  vorn::gunzip(zipped, text);
-  ka::StringRangeStream stream(ka::StringRange(text.data(), text.data() + text.size()));
-  return fromJson(ka::Json::readFrom(stream));
+  if (!vorn::gunzip(zipped, text)) refuse("it is not gzip data");
+  ka::Json json;
+  try {
+    ka::StringRangeStream stream(ka::StringRange(text.data(), text.data() + text.size()));
+    json = ka::Json::readFrom(stream);
+  } catch (std::runtime_error const& error) {
+    // A truncated stream inflates to a prefix, which shows here.
+    refuse(std::string("it is damaged (") + error.what() + ")");
+  }
+  return fromJson(json);
 }
 
 ka::Json Manifest::toJson(std::shared_ptr<Manifest> manifest) {

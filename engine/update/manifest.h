@@ -34,11 +34,14 @@ struct Manifest {
   std::string patchesFrom;
   std::vector<ManifestBundle> bundles;
 
-  // Never null. A document of the wrong shape is logged and read as far as it goes:
-  // the records not yet filled keep their defaults.
+  // Never null. A document of the wrong shape, a file name that is no plain path below the game
+  // folder ("..", "." or empty components, NUL), a checksum that is not 40 lower-case hex digits
+  // or a name listed twice throws std::runtime_error naming the first such record.
   static std::shared_ptr<Manifest> fromJson(ka::Json const& json);
-  // Null if the file can't be opened; malformed content throws std::runtime_error.
+  // Null if the file can't be opened; anything wrong with its content throws std::runtime_error.
   static std::shared_ptr<Manifest> fromZippedFile(ka::StringRange path);
+  // The bytes of a manifest file, gzip or zlib; throws as fromZippedFile does.
+  static std::shared_ptr<Manifest> fromZippedBytes(std::vector<char> const& zipped);
   static ka::Json toJson(std::shared_ptr<Manifest> manifest);
 };
 

@@ -14,7 +14,10 @@ class UpdateContextImpl final : public UpdateContext {
  public:
   UpdateContextImpl(std::shared_ptr<net::HttpLoader> loader, ka::StringRange game, ka::StringRange temp,
                     ka::StringRange url)
-      : http_(std::move(loader)), updateUrl_(url.str()), gameDir_(game.str()), tempDir_(temp.str()) {
+      : http_(std::move(loader)),
+        updateUrl_(url.str()),
+        gameDir_(ka::path::withoutFinalDelimiters(game)),
+        tempDir_(ka::path::withoutFinalDelimiters(temp)) {
     endWithSlash(updateUrl_);
   }
 

@@ -36,7 +36,7 @@ class UpdateContext {
   ~UpdateContext() = default;
 };
 
-// `updateUrl` gets a final "/" if it has none.
+// `updateUrl` gets a final "/" if it has none; the directories lose any final "/".
 std::shared_ptr<UpdateContext> createUpdateContext(std::shared_ptr<net::HttpLoader> http, ka::StringRange gameDir,
                                                    ka::StringRange tempDir, ka::StringRange updateUrl);
 

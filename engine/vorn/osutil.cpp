@@ -11,6 +11,7 @@
 
 #include "ka/pathutil.h"
 #include "ka/strutil.h"
+#include "output_file.h"
 
 namespace vorn::osutil {
 
@@ -69,36 +70,6 @@ Kind kindOf(dirent const* entry, std::string const& hostPath) {
   if (::lstat(hostPath.c_str(), &info) != 0) return Kind::Other;
   if (S_ISREG(info.st_mode)) return Kind::File;
   return S_ISDIR(info.st_mode) ? Kind::Directory : Kind::Other;
-}
-
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int fd) : fd_(fd) {}
-  ~FileDescriptor() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  FileDescriptor(FileDescriptor const&) = delete;
-  FileDescriptor& operator=(FileDescriptor const&) = delete;
-  int get() const { return fd_; }
-
- private:
-  int fd_;
-};
-
-// Plain reads and writes from the files' current positions, for what the kernel won't copy itself.
-void copyByBuffer(int in, int out) {
-  std::vector<char> buffer(1 << 20);
-  while (true) {
-    ssize_t got = ::read(in, buffer.data(), buffer.size());
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return;
-    for (ssize_t done = 0; done < got;) {
-      ssize_t put = ::write(out, buffer.data() + done, size_t(got - done));
-      if (put < 0 && errno == EINTR) continue;
-      if (put <= 0) return;
-      done += put;
-    }
-  }
 }
 
 }  // namespace
@@ -161,18 +132,8 @@ bool touch(ka::StringRange path) {
 }
 
 bool copyFile(ka::StringRange from, ka::StringRange to) {
-  FileDescriptor in(::open(from.str().c_str(), O_RDONLY | O_CLOEXEC));
-  FileDescriptor out(::open(to.str().c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-  if (in.get() < 0 || out.get() < 0) return true;
-  // The kernel copies (or shares extents) without the bytes passing through here; where it
-  // can't, large buffers keep the copy at the disk's speed.
-  while (true) {
-    ssize_t copied = ::copy_file_range(in.get(), nullptr, out.get(), nullptr, size_t(1) << 30, 0);
-    if (copied > 0) continue;
-    if (copied < 0 && errno == EINTR) continue;
-    if (copied < 0) copyByBuffer(in.get(), out.get());
-    break;
-  }
+  OutputFile out(to);
+  out.copyFrom(from);
   return true;
 }
 

@@ -21,7 +21,8 @@ bool mkdirAndParents(ka::StringRange path);
 bool rmdir(ka::StringRange path);
 // Creates the file, or empties it if it exists.
 bool touch(ka::StringRange path);
-// True whatever happened: callers that must know compare the files afterwards.
+// Never writes through a symbolic link at `to`. True whatever happened: callers that must know
+// compare the files afterwards, or use OutputFile.
 bool copyFile(ka::StringRange from, ka::StringRange to);
 bool renameFile(ka::StringRange from, ka::StringRange to);
 bool deleteFile(ka::StringRange path);

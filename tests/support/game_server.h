@@ -26,6 +26,12 @@ class GameServer {
   }
   void failAlways(std::string const& path) { locked([&] { missing_.insert(path); }); }
   void corruptOnce(std::string const& path) { locked([&] { corrupt_.insert(path); }); }
+  // The next request of `path` answers with this status and an error page.
+  void failOnce(std::string const& path, int status) { locked([&] { failOnce_[path] = status; }); }
+  // The next request of `path` announces the whole length and closes the connection half way.
+  void truncateOnce(std::string const& path) { locked([&] { truncate_.insert(path); }); }
+  // Serves these bytes at `path` instead of what was published.
+  void serveRaw(std::string const& path, std::vector<char> bytes) { locked([&] { files_[path] = std::move(bytes); }); }
   // Sends this file in small pieces with pauses, so that a test can catch it mid-transfer.
   void throttle(std::string const& path) { locked([&] { slow_.insert(path); }); }
   int requests(std::string const& path) {
@@ -61,8 +67,24 @@ class GameServer {
       res.set_content("<html>Not Found</html>", "text/html");
       return;
     }
+    auto failure = failOnce_.find(path);
+    if (failure != failOnce_.end()) {
+      res.status = failure->second;
+      res.set_content("<html>Try again</html>", "text/html");
+      failOnce_.erase(failure);
+      return;
+    }
     std::string body(it->second.begin(), it->second.end());
     if (corrupt_.erase(path) && !body.empty()) body[body.size() / 2] ^= 0x55;
+    if (truncate_.erase(path)) {
+      auto shared = std::make_shared<std::string>(std::move(body));
+      res.set_content_provider(shared->size(), "application/octet-stream",
+                               [shared](size_t offset, size_t, httplib::DataSink& sink) {
+                                 if (offset >= shared->size() / 2) return false;
+                                 return sink.write(shared->data(), shared->size() / 2);
+                               });
+      return;
+    }
     if (!slow_.count(path)) {
       res.set_content(body, "application/octet-stream");
       return;
@@ -79,7 +101,8 @@ class GameServer {
   std::mutex mutex_;
   std::map<std::string, std::vector<char>> files_;
   std::map<std::string, int> counts_;
-  std::set<std::string> missing_, corrupt_, slow_;
+  std::set<std::string> missing_, corrupt_, slow_, truncate_;
+  std::map<std::string, int> failOnce_;
   std::atomic<bool> stopping_{false};
   LocalHttpServer server_;
 };

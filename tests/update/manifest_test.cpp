@@ -41,7 +41,9 @@ std::shared_ptr<Manifest> sample() {
   update::ManifestEntry run{"/bin/game", std::string(40, 'b'), std::string(40, 'c'), 10, 7, 0, true};
   update::ManifestEntry data{"/data/x y.pak", std::string(40, 'd'), "", 5, 0, 7, false};
   bundle.entries = {run, data};
-  m->bundles = {bundle, update::ManifestBundle()};
+  update::ManifestBundle empty;
+  empty.checksum = std::string(40, 'e');
+  m->bundles = {bundle, empty};
   return m;
 }
 
@@ -79,6 +81,17 @@ TEST(Manifest, WritesNumbersAsDigitTextAndReadsBackTheSameFields) {
   expectSame(*original, *read);
 }
 
+std::string const kSum(40, '0');
+
+// A manifest of one bundle holding the given entry objects.
+std::string withEntries(std::string const& entries) {
+  return "{\"bundles\":[{\"checksum\":\"" + kSum + "\",\"entries\":[" + entries + "]}]}";
+}
+
+std::string entry(std::string const& filename, std::string const& checksum = kSum) {
+  return "{\"filename\":" + filename + ",\"checksum\":\"" + checksum + "\"}";
+}
+
 TEST(Manifest, ReadsDigitsStrictlyAndMissingTextsAsNull) {
   struct Case {
     char const* size;
@@ -99,56 +112,72 @@ TEST(Manifest, ReadsDigitsStrictlyAndMissingTextsAsNull) {
   };
   ka::LogSinkMemory log(0);
   for (Case const& c : cases) {
-    auto m = Manifest::fromJson(parse(std::string("{\"bundles\":[{\"size\":") + c.size + ",\"entries\":[]}]}"));
+    auto m = Manifest::fromJson(parse("{\"bundles\":[{\"checksum\":\"" + kSum + "\",\"size\":" + c.size + ",\"entries\":[]}]}"));
     ASSERT_EQ(m->bundles.size(), 1u);
     EXPECT_EQ(m->bundles[0].size, c.value) << c.size;
   }
   EXPECT_TRUE(log.messages().empty()) << "bad digits are silent";
 
-  auto m = Manifest::fromJson(parse("{\"bundles\":[{\"entries\":[{\"executable\":\"yes\"}, {\"executable\":0}]}]}"));
+  auto m = Manifest::fromJson(parse(withEntries(
+      "{\"filename\":\"/a\",\"checksum\":\"" + kSum + "\",\"executable\":\"yes\"}, " +
+      "{\"filename\":\"/b\",\"checksum\":\"" + kSum + "\",\"executable\":0}")));
   EXPECT_EQ(m->version, "null");
   EXPECT_EQ(m->patchesFrom, "null");
-  EXPECT_EQ(m->bundles[0].checksum, "null");
   auto const& e = m->bundles[0].entries;
-  EXPECT_EQ(e[0].filename, "null");
   EXPECT_EQ(e[0].checksumZ, "null");
   EXPECT_TRUE(e[0].executable);
   EXPECT_FALSE(e[1].executable);
 }
 
-TEST(Manifest, WrongShapesAreLoggedAndReadAsFarAsTheyGo) {
+// A server's manifest decides where files are written: any record that is wrong refuses it whole.
+TEST(Manifest, RefusesWrongShapesAndUnsafeNamesNamingTheFirstBadRecord) {
+  std::string const upper(40, 'A');
   struct Case {
-    char const* json;
-    char const* log;  // nullptr: nothing logged
-    char const* version;
-    size_t bundles;
+    std::string json;
+    std::string error;  // after "Refusing manifest: "
   } const cases[] = {
-      {"{\"version\":\"v\",\"bundles\":[]}", nullptr, "v", 0},
-      {"{\"version\":\"v\"}", "Error parsing json: Json value isn't an array", "v", 0},
-      {"{\"version\":7,\"bundles\":{}}", "Error parsing json: Json value isn't an array", "7", 0},
-      {"[1,2]", "Error parsing json: Json value isn't an object", "", 0},
-      {"{\"version\":\"v\",\"bundles\":[{\"entries\":[]}, 5, {\"entries\":[]}]}",
-       "Error parsing json: Json value isn't an object", "v", 3},
+      {"[1,2]", "it is not a Json object"},
+      {"{\"version\":\"v\"}", "it has no \"bundles\" array"},
+      {"{\"version\":7,\"bundles\":{}}", "it has no \"bundles\" array"},
+      {"{\"bundles\":[[[[[[[]]]]]]]}", "bundle 1 is not an object"},
+      {"{\"bundles\":[{\"entries\":[]}]}", "bundle 1 has the checksum \"null\", not 40 lower-case hexadecimal digits"},
+      {"{\"bundles\":[{\"checksum\":\"../../" + kSum.substr(6) + "\",\"entries\":[]}]}",
+       "bundle 1 has the checksum \"../../" + kSum.substr(6) + "\", not 40 lower-case hexadecimal digits"},
+      {"{\"bundles\":[{\"checksum\":\"" + upper + "\",\"entries\":[]}]}",
+       "bundle 1 has the checksum \"" + upper + "\", not 40 lower-case hexadecimal digits"},
+      {"{\"bundles\":[{\"checksum\":\"" + kSum + "\"}]}", "bundle 1 has no \"entries\" array"},
+      {withEntries(entry("\"/ok\"") + ", 5"), "entry 2 of bundle 1 is not an object"},
+      {withEntries(entry("\"/../../../../outside/dotdot.txt\"")),
+       "entry 1 of bundle 1 names \"/../../../../outside/dotdot.txt\", which is not a plain path inside the game folder"},
+      {withEntries(entry("\"/ok\"") + "," + entry("\"/a/./b\"")),
+       "entry 2 of bundle 1 names \"/a/./b\", which is not a plain path inside the game folder"},
+      {withEntries(entry("\"relative\"")), "entry 1 of bundle 1 names \"relative\", which is not a plain path inside the game folder"},
+      {withEntries(entry("\"/a//b\"")), "entry 1 of bundle 1 names \"/a//b\", which is not a plain path inside the game folder"},
+      {withEntries(entry("\"/a/\"")), "entry 1 of bundle 1 names \"/a/\", which is not a plain path inside the game folder"},
+      {withEntries(entry("\"/nul\\u0000.txt\"")),
+       "entry 1 of bundle 1 names \"/nul\\x00.txt\", which is not a plain path inside the game folder"},
+      {withEntries("{\"checksum\":\"" + kSum + "\"}"),
+       "entry 1 of bundle 1 names \"null\", which is not a plain path inside the game folder"},
+      {withEntries(entry("\"/a\"", "../" + kSum.substr(3))),
+       "entry 1 of bundle 1 (\"/a\") has the checksum \"../" + kSum.substr(3) + "\", not 40 lower-case hexadecimal digits"},
+      {withEntries(entry("\"/.zandor-installed\"")),
+       "entry 1 of bundle 1 names \"/.zandor-installed\", a name the launcher keeps for its own files"},
+      {withEntries(entry("\"/x.zandor-part\"")),
+       "entry 1 of bundle 1 names \"/x.zandor-part\", a name the launcher keeps for its own files"},
+      {withEntries(entry("\"/twice\"") + "," + entry("\"/twice\"")), "\"/twice\" is listed twice"},
   };
   for (Case const& c : cases) {
     SCOPED_TRACE(c.json);
-    ka::LogSinkMemory log(0);
-    auto m = Manifest::fromJson(parse(c.json));
-    ASSERT_TRUE(m);
-    EXPECT_EQ(m->version, c.version);
-    EXPECT_EQ(m->bundles.size(), c.bundles);
-    if (!c.log) {
-      EXPECT_TRUE(log.messages().empty());
-    } else {
-      ASSERT_EQ(log.messages().size(), 1u);
-      std::string const& line = log.messages()[0];
-      EXPECT_NE(line.find(std::string(" ERROR ") + c.log + "\n"), std::string::npos) << line;
+    try {
+      Manifest::fromJson(parse(c.json));
+      ADD_FAILURE() << "accepted";
+    } catch (std::runtime_error const& e) {
+      EXPECT_EQ(e.what(), "Refusing manifest: " + c.error);
     }
   }
-  auto partial = Manifest::fromJson(parse("{\"bundles\":[{\"checksum\":\"x\",\"entries\":[{\"size\":\"3\"}, []]}]}"));
-  ASSERT_EQ(partial->bundles[0].entries.size(), 2u);
-  EXPECT_EQ(partial->bundles[0].entries[0].size, 3u);
-  EXPECT_EQ(partial->bundles[0].entries[1].checksum, "") << "unfilled records keep their defaults";
+  auto fine = Manifest::fromJson(parse(withEntries(entry("\"/..hidden/a..b/.c\"") + "," + entry("\"/README.txt\"") +
+                                                   "," + entry("\"/readme.txt\""))));
+  EXPECT_EQ(fine->bundles[0].entries.size(), 3u) << "dots inside names and case twins are plain names";
 }
 
 TEST(Manifest, ZippedFileFaults) {
@@ -166,11 +195,11 @@ TEST(Manifest, ZippedFileFaults) {
     return "<no error>";
   };
   std::string plain = "{\"version\":\"1\",\"bundles\":[]}";
-  EXPECT_EQ(errorOf(std::vector<char>(plain.begin(), plain.end())), "EOF encountered while skipping whitespace");
-  EXPECT_EQ(errorOf({}), "EOF encountered while skipping whitespace");
+  EXPECT_EQ(errorOf(std::vector<char>(plain.begin(), plain.end())), "Refusing manifest: it is not gzip data");
+  EXPECT_EQ(errorOf({}), "Refusing manifest: it is not gzip data");
   std::vector<char> zipped = gzipped(compact(Manifest::toJson(sample())));
   zipped.resize(zipped.size() * 2 / 3);
-  EXPECT_NE(errorOf(zipped), "<no error>");
+  EXPECT_EQ(errorOf(zipped).rfind("Refusing manifest: it is damaged (", 0), 0u) << errorOf(zipped);
 
   uLongf size = compressBound(uLong(plain.size()));
   std::vector<char> zlib(size);

@@ -41,8 +41,10 @@ std::vector<std::vector<GameFile>> versionOne() {
   return {
       {{"/bin/game", "#!/bin/sh\necho game\n", true, false}, {"/bin/data/level1.pak", bigText('1', 300000), false, true}},
       {{"/readme.txt", "Read me", false, true}, {"/docs/copy-of-readme.txt", "Read me", false, false}},
-      // An empty stored entry must lie at its bundle's end: a size of 0 means "to the end" to the unpacker.
-      {{"/data/deep/er/config.json", "{\"fullscreen\":true}", false, true}, {"/data/empty.bin", "", false, false}},
+      // An empty stored entry between two others, as other packers place them.
+      {{"/data/deep/er/config.json", "{\"fullscreen\":true}", false, true},
+       {"/data/empty.bin", "", false, false},
+       {"/data/old-notes.txt", "only in version 1", false, false}},
   };
 }
 
@@ -80,6 +82,9 @@ TEST_F(UpdateTest, AFreshInstallIsProvenByTheSecondCheck) {
   EXPECT_EQ(installed("/bin/data/level1.pak"), bigText('1', 300000));
   EXPECT_EQ(installed("/docs/copy-of-readme.txt"), "Read me");
   EXPECT_EQ(installed("/data/deep/er/config.json"), "{\"fullscreen\":true}");
+  EXPECT_TRUE(vorn::osutil::fileExists(gamePath("/data/empty.bin")));
+  EXPECT_EQ(installed("/data/empty.bin"), "");
+  EXPECT_EQ(installed("/data/old-notes.txt"), "only in version 1");
   EXPECT_EQ(slurp(game.path() + "/Stable/manifest.gz"), std::string(v1.manifestGz.begin(), v1.manifestGz.end()));
   // The temporary directory is left empty: unpacked files consumed, bundles deleted.
   std::vector<std::string> left;
@@ -93,20 +98,24 @@ TEST_F(UpdateTest, AFreshInstallIsProvenByTheSecondCheck) {
   EXPECT_EQ(server.bundleRequests(), 0);
 }
 
-TEST_F(UpdateTest, AnIncrementalUpdateFetchesOnlyTheChangedBundle) {
+TEST_F(UpdateTest, AnIncrementalUpdateFetchesOnlyTheChangedBundleAndRemovesOnlyWhatTheLauncherInstalled) {
   server.publish(publishGame(versionOne(), "1"), "manifest.gz");
   ASSERT_TRUE(update().ok);
   auto files = versionOne();
   files[2][0].content = "{\"fullscreen\":false}";
+  files[2].pop_back();  // old-notes.txt is gone from version 2
   files[2].insert(files[2].begin(), {"/data/new.txt", "new", false, false});
   PublishedGame v2 = publishGame(files, "2");
   server.publish(v2, "manifest.gz");
-  // A file of the old build, now gone from the manifest, and a file a player left in place
-  // under a name that differs from a listed one only in case.
-  std::ofstream(gamePath("/stale.log")) << "old";
+  // The player's own files beside the game, one of them under a name that differs from a listed
+  // one only in case, and one in a folder of the game's.
+  vorn::osutil::mkdirAndParents(gamePath("/saves"));
+  std::ofstream(gamePath("/saves/slot1.sav")) << "an evening's progress";
+  std::ofstream(gamePath("/data/settings.ini")) << "volume=3";
   std::ofstream(gamePath("/README.TXT")) << "case twin";
   chmod(gamePath("/data/deep/er/config.json").c_str(), 0444);  // read-only, and about to be replaced
   server.resetCounts();
+  ka::LogSinkMemory log(0);
   PipelineResult r = update();
   ASSERT_TRUE(r.ok) << r.failedStage;
   EXPECT_EQ(r.bundlesFetched, 1u);
@@ -114,8 +123,32 @@ TEST_F(UpdateTest, AnIncrementalUpdateFetchesOnlyTheChangedBundle) {
   EXPECT_EQ(server.requests("hashed/" + v2.manifest->bundles[2].checksum), 1);
   EXPECT_EQ(installed("/data/deep/er/config.json"), "{\"fullscreen\":false}");
   EXPECT_EQ(installed("/data/new.txt"), "new");
-  EXPECT_FALSE(vorn::osutil::fileExists(gamePath("/stale.log")));
-  EXPECT_TRUE(vorn::osutil::fileExists(gamePath("/README.TXT")));
+  EXPECT_FALSE(vorn::osutil::fileExists(gamePath("/data/old-notes.txt"))) << "installed by the launcher, now stale";
+  EXPECT_EQ(installed("/saves/slot1.sav"), "an evening's progress");
+  EXPECT_EQ(installed("/data/settings.ini"), "volume=3");
+  EXPECT_EQ(installed("/README.TXT"), "case twin");
+  int leaving = 0;
+  for (auto const& line : log.messages())
+    leaving += line.find("INFO Leaving 2 files that the launcher did not install:") != std::string::npos;
+  EXPECT_EQ(leaving, 1) << "one line for the files it leaves alone";
+}
+
+// A game folder that an older launcher filled keeps no record: nothing in it counts as stale.
+TEST_F(UpdateTest, WithoutARecordOfInstalledFilesNothingIsDeleted) {
+  server.publish(publishGame(versionOne(), "1"), "manifest.gz");
+  ASSERT_TRUE(update().ok);
+  ASSERT_TRUE(vorn::osutil::deleteFile(gamePath("/.zandor-installed")));
+  auto files = versionOne();
+  files[2].pop_back();
+  server.publish(publishGame(files, "2"), "manifest.gz");
+  ASSERT_TRUE(update().ok);
+  EXPECT_EQ(installed("/data/old-notes.txt"), "only in version 1");
+  // The record is back, so the build after next may tidy up.
+  files[0].pop_back();
+  server.publish(publishGame(files, "3"), "manifest.gz");
+  ASSERT_TRUE(update().ok);
+  EXPECT_FALSE(vorn::osutil::fileExists(gamePath("/bin/data/level1.pak")));
+  EXPECT_TRUE(vorn::osutil::fileExists(gamePath("/data/old-notes.txt")));
 }
 
 TEST_F(UpdateTest, ABundleAlreadyOnDiskIsKeptAndAPartialOneFetchedAgain) {
@@ -157,9 +190,16 @@ TEST_F(UpdateTest, ADigestMismatchIsRetriedButAnHttpErrorFailsAllThreeAttempts) 
   EXPECT_EQ(server.requests(missing), 3);
   EXPECT_EQ(update::readAndChecksum(bundlePath(v1, 0), nullptr), v1.manifest->bundles[0].checksum);
   EXPECT_EQ(slurp(bundlePath(v1, 1)), "<html>Not Found</html>") << "the error page lands in the bundle file";
-  int retries = 0;
-  for (auto const& line : log.messages()) retries += line.find(" WARN Retrying download of ") != std::string::npos;
-  EXPECT_EQ(retries, 4) << "one for the mismatch, three for the 404";
+  int mismatches = 0, notFound = 0, givenUp = 0;
+  for (auto const& line : log.messages()) {
+    mismatches += line.find(" WARN Attempt 1 of 3 to download " + v1.manifest->bundles[0].checksum +
+                            " failed: checksum mismatch, got ") != std::string::npos;
+    notFound += line.find(" to download " + v1.manifest->bundles[1].checksum + " failed: transfer of ") != std::string::npos;
+    givenUp += line.find(" ERROR Giving up on " + v1.manifest->bundles[1].checksum + " after 3 attempts") != std::string::npos;
+  }
+  EXPECT_EQ(mismatches, 1);
+  EXPECT_EQ(notFound, 3) << "one line for each attempt at the 404";
+  EXPECT_EQ(givenUp, 1);
 }
 
 TEST_F(UpdateTest, CancelStopsTheDownloadAndTheUnpackAndStaleFilesStillGo) {
@@ -189,12 +229,18 @@ TEST_F(UpdateTest, CancelStopsTheDownloadAndTheUnpackAndStaleFilesStillGo) {
   EXPECT_EQ(unpack->index, 0u);
   EXPECT_EQ(unpack->errors, 0u);
 
+  // What an earlier build installed, a copy that a killed run left half written, a player's save.
   vorn::osutil::mkdirAndParents(gamePath("/old"));
   std::ofstream(gamePath("/old/stale.txt")) << "stale";
+  std::ofstream(gamePath("/.zandor-installed")) << R"({"files":["/old/stale.txt"]})";
+  std::ofstream(gamePath("/old/game.zandor-part")) << "half";
+  std::ofstream(gamePath("/old/save.dat")) << "mine";
   auto apply = std::make_shared<update::UpdateProgress>();
   apply->canceled = true;
   update::updateGameFiles(context, apply, v1.manifest->bundles);
   EXPECT_FALSE(vorn::osutil::fileExists(gamePath("/old/stale.txt")));
+  EXPECT_FALSE(vorn::osutil::fileExists(gamePath("/old/game.zandor-part")));
+  EXPECT_TRUE(vorn::osutil::fileExists(gamePath("/old/save.dat")));
   EXPECT_TRUE(vorn::osutil::fileExists(gamePath("/manifest.gz")));
 }
 
@@ -239,6 +285,128 @@ TEST_F(UpdateTest, AnUpdateKilledInAnyStageEndsCorrectOnTheNextRun) {
   std::vector<std::string> outsideFiles;
   vorn::osutil::listDir(outside, outsideFiles, vorn::LDR_Recurse);
   EXPECT_TRUE(outsideFiles.empty());
+}
+
+TEST_F(UpdateTest, AFailedAttemptIsForgottenWhenTheNextOneSucceeds) {
+  std::vector<std::vector<GameFile>> files = versionOne();
+  files.push_back({{"/extra.bin", bigText('x', 100000), false, false}});
+  PublishedGame v1 = publishGame(files, "1");
+  server.publish(v1, "manifest.gz");
+  auto const& b = v1.manifest->bundles;
+  server.failOnce("hashed/" + b[0].checksum, 404);
+  server.failOnce("hashed/" + b[1].checksum, 500);
+  server.truncateOnce("hashed/" + b[2].checksum);
+  server.truncateOnce("hashed/" + b[3].checksum);
+  server.failOnce("manifest.gz", 503);
+  ka::LogSinkMemory log(0);
+  PipelineResult r = update();
+  ASSERT_TRUE(r.ok) << r.failedStage;
+  EXPECT_EQ(server.requests("manifest.gz"), 2);
+  for (auto const& bundle : b) EXPECT_EQ(server.requests("hashed/" + bundle.checksum), 2);
+  int firstAttempts = 0;
+  for (auto const& line : log.messages()) firstAttempts += line.find(" WARN Attempt 1 of 3 to download ") != std::string::npos;
+  EXPECT_EQ(firstAttempts, 5) << "each failure is logged once, with its attempt";
+  EXPECT_EQ(installed("/extra.bin"), bigText('x', 100000));
+}
+
+TEST_F(UpdateTest, ABadManifestIsRefusedWholeAndNeverStored) {
+  PublishedGame v1 = publishGame(versionOne(), "1");
+  server.publish(v1, "manifest.gz");
+  std::vector<char> flipped = v1.manifestGz;
+  flipped[flipped.size() / 2] ^= 0x10;
+  std::vector<char> truncated(v1.manifestGz.begin(), v1.manifestGz.begin() + long(v1.manifestGz.size() / 2));
+  auto zipped = [](std::string const& text) {
+    std::vector<char> out;
+    vorn::gzip(std::vector<char>(text.begin(), text.end()), out);
+    return out;
+  };
+  std::string const sum(40, 'a');
+  std::string nested = std::string(2000, '[') + std::string(2000, ']');
+  std::string const outside = temp.path() + "/outside";
+  struct Case {
+    char const* what;
+    std::vector<char> bytes;
+    char const* error;  // the start of the failure
+  } const cases[] = {
+      {"one flipped byte", flipped, "Refusing manifest: "},
+      {"not gzip", std::vector<char>{'<', 'h', 't', 'm', 'l', '>'}, "Refusing manifest: it is not gzip data"},
+      {"truncated gzip", truncated, "Refusing manifest: it is damaged ("},
+      {"empty", {}, "Refusing manifest: it is not gzip data"},
+      {"nested past the reader's limit", zipped("{\"bundles\":" + nested + "}"), "Refusing manifest: it is damaged (Json nesting"},
+      {"bundles not an array", zipped("{\"bundles\":{}}"), "Refusing manifest: it has no \"bundles\" array"},
+      {"a name outside the game folder",
+       zipped("{\"bundles\":[{\"checksum\":\"" + sum + "\",\"entries\":[{\"filename\":\"/../../../../outside/dotdot.txt\","
+              "\"checksum\":\"" + sum + "\"}]}]}"),
+       "Refusing manifest: entry 1 of bundle 1 names \"/../../../../outside/dotdot.txt\""},
+  };
+  for (Case const& c : cases) {
+    SCOPED_TRACE(c.what);
+    server.serveRaw("manifest.gz", c.bytes);
+    server.resetCounts();
+    auto context = makeContext();
+    auto progress = std::make_shared<update::UpdateProgress>();
+    EXPECT_EQ(update::downloadManifest(context, progress, "game/manifest.gz"), nullptr);
+    EXPECT_EQ(progress->errors, 1u);
+    EXPECT_TRUE(progress->done);
+    EXPECT_EQ(progress->error.rfind(c.error, 0), 0u) << progress->error;
+    EXPECT_EQ(context->manifest(), nullptr);
+    EXPECT_FALSE(vorn::osutil::fileExists(gamePath("/manifest.gz")));
+    EXPECT_FALSE(vorn::osutil::fileExists(gamePath("/manifest.gz.zandor-part")));
+    EXPECT_EQ(server.requests("manifest.gz"), 3) << "three attempts, as for a bundle";
+  }
+  EXPECT_FALSE(vorn::osutil::fileExists(outside));
+}
+
+// Links inside the game folder or the cache, planted or made by a player, are never written through.
+TEST_F(UpdateTest, NothingIsWrittenThroughASymbolicLink) {
+  PublishedGame v1 = publishGame(versionOne(), "1");
+  server.publish(v1, "manifest.gz");
+  std::string outside = temp.path() + "/outside";
+  vorn::osutil::mkdirAndParents(outside + "/data");
+  std::ofstream(outside + "/victim.txt") << "victim";
+  std::ofstream(outside + "/victim-bundle") << "victim";
+  std::ofstream(outside + "/victim-entry") << "victim";
+  vorn::osutil::mkdirAndParents(gamePath(""));
+  vorn::osutil::mkdirAndParents(temp.path() + "/cache");
+  ASSERT_EQ(symlink((outside + "/data").c_str(), gamePath("/data").c_str()), 0);
+  ASSERT_EQ(symlink((outside + "/victim.txt").c_str(), gamePath("/readme.txt").c_str()), 0);
+  ASSERT_EQ(symlink((outside + "/victim-bundle").c_str(), bundlePath(v1, 0).c_str()), 0);
+  std::string configSum = v1.manifest->bundles[2].entries[0].checksum;
+  ASSERT_EQ(symlink((outside + "/victim-entry").c_str(), (temp.path() + "/cache/" + configSum).c_str()), 0);
+
+  PipelineResult r = update();
+  ASSERT_TRUE(r.ok) << r.failedStage;
+  for (char const* victim : {"/victim.txt", "/victim-bundle", "/victim-entry"}) EXPECT_EQ(slurp(outside + victim), "victim") << victim;
+  std::vector<std::string> landed;
+  vorn::osutil::listDir(outside + "/data", landed, vorn::LDR_Recurse);
+  EXPECT_TRUE(landed.empty()) << landed.front();
+  struct stat info {};
+  ASSERT_EQ(lstat(gamePath("/data").c_str(), &info), 0);
+  EXPECT_TRUE(S_ISDIR(info.st_mode)) << "the link became a real folder";
+  ASSERT_EQ(lstat(gamePath("/readme.txt").c_str(), &info), 0);
+  EXPECT_TRUE(S_ISREG(info.st_mode));
+  EXPECT_EQ(installed("/data/deep/er/config.json"), "{\"fullscreen\":true}");
+  EXPECT_EQ(installed("/readme.txt"), "Read me");
+}
+
+TEST_F(UpdateTest, AGameFolderGivenWithAFinalSlashKeepsItsFiles) {
+  server.publish(publishGame(versionOne(), "1"), "manifest.gz");
+  auto slashed = [&] {
+    auto context = update::createUpdateContext(client.shared(), game.path() + "/Stable/", temp.path() + "/cache/",
+                                               server.baseUrl());
+    context->setDownloadPath("game/hashed");
+    context->setManifestOnDisk(game.path() + "/Stable/manifest.gz");
+    return context;
+  };
+  EXPECT_EQ(slashed()->gameDir().str(), game.path() + "/Stable");
+  ASSERT_TRUE(runUpdatePipeline(slashed(), "game/manifest.gz").ok);
+  auto files = versionOne();
+  files[2][0].content = "changed";
+  server.publish(publishGame(files, "2"), "manifest.gz");
+  PipelineResult r = runUpdatePipeline(slashed(), "game/manifest.gz");
+  ASSERT_TRUE(r.ok) << r.failedStage;
+  EXPECT_EQ(r.bundlesFetched, 1u) << "the files of the other bundles are still in place";
+  EXPECT_EQ(installed("/bin/game"), "#!/bin/sh\necho game\n");
 }
 
 TEST(SanityTest, StopsAtTheFirstStepThatFailsAndSaysWhy) {
