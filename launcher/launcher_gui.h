@@ -101,6 +101,8 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   std::string startJob(std::function<void(std::string const& id)> body);
   // Delivers the outcome to the mailbox and frees the launcher for the next job.
   void finishJob(std::string const& id, bool success, std::string const& text);
+  // Ends a job whose body threw, unless it had delivered its outcome already.
+  void failJobAfterException(std::string const& id, std::string const& what);
   void triggerProgress();
 
   bool initContext(std::string const& streamName);
@@ -125,6 +127,7 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   std::atomic<int> liveJobs{0};  // job threads not yet ended, finished or not
   std::mutex resultMutex;  // guards the mailbox; taken before progressMutex
   std::string resultId;
+  std::string finishedJobId;  // the last job that delivered its outcome
   bool resultSuccess = false;
   std::string resultText;
   bool resultReady = false;

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <thread>
 
+#include "ka/log.h"
 #include "ka/strutil.h"
 #include "launcher_gui.h"
 #include "launcher_hosts.h"
@@ -60,14 +61,31 @@ std::string LauncherGUI::startJob(std::function<void(std::string const& id)> bod
   // Never joined: a job ends through finishJob, or with the process.
   ++liveJobs;
   std::thread([this, body = std::move(body), id] {
-    body(id);
+    // Bad data from a server throws deep inside a job; it must end the job, not the launcher.
+    try {
+      body(id);
+    } catch (std::exception const& error) {
+      failJobAfterException(id, error.what());
+    } catch (...) {
+      failJobAfterException(id, "Unknown error");
+    }
     --liveJobs;  // the job's last touch of this object
   }).detach();
   return id;
 }
 
+void LauncherGUI::failJobAfterException(std::string const& id, std::string const& what) {
+  KA_LOG(Error) << "Job " << id << " failed: " << what;
+  {
+    std::lock_guard<std::mutex> lock(resultMutex);
+    if (finishedJobId == id) return;  // its outcome was delivered already
+  }
+  finishJob(id, false, jMsg(what));
+}
+
 void LauncherGUI::finishJob(std::string const& id, bool success, std::string const& text) {
   std::lock_guard<std::mutex> lock(resultMutex);
+  finishedJobId = id;
   resultReady = true;
   resultSuccess = success;
   resultText = text;

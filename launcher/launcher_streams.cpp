@@ -9,7 +9,22 @@
 #include "launcher_gui.h"
 #include "launcher_options.h"
 #include "update/download.h"
+#include "update/apply_update.h"
 #include "update/platform_util.h"
+#include "update/safe_names.h"
+
+namespace {
+
+bool isPlainName(std::string const& name) {
+  return update::isSafeRelativePath(name) && name.find('/') == std::string::npos;
+}
+
+bool isSafeStream(LauncherGUI::Stream const& stream) {
+  return isPlainName(stream.StreamName) && stream.StreamName != "_cache" && isPlainName(stream.ManifestName) &&
+         stream.ManifestName != update::kInstallRecordName;
+}
+
+}  // namespace
 
 std::string LauncherGUI::listStreams() {
   if (!claimJob()) return "";
@@ -38,6 +53,12 @@ std::string LauncherGUI::listStreams() {
         stream.AuthSuffix = item.get("AuthSuffix", ka::Json()).asString("null");
         stream.TitleFolder = item.get("TitleFolder", ka::Json()).asString("null");
         stream.TitleId = uint16_t(int64_t(item.get("TitleId", ka::Json()).asNumber(0.0)));
+        // The stream's name becomes a folder and its manifest name a file in it: a server
+        // must not be able to point either elsewhere.
+        if (!isSafeStream(stream)) {
+          KA_LOG(Warn) << "Ignoring stream " << stream.StreamName << ": its name or manifest name is not a plain file name";
+          continue;
+        }
         streams[stream.StreamName] = stream;
       }
     } catch (std::runtime_error const&) {
@@ -56,6 +77,7 @@ std::string LauncherGUI::makeStreamNewsUrl(std::string const& streamName) {
 }
 
 std::string LauncherGUI::getStreamGameDir(std::string const& streamName) {
-  if (cmdline_gameDir.isSet()) return ka::path::makeAbsolute(cmdline_gameDir.value());
+  // No final "/": the paths below it are cut from it as text.
+  if (cmdline_gameDir.isSet()) return ka::path::withoutFinalDelimiters(ka::path::makeAbsolute(cmdline_gameDir.value()));
   return ka::path::join(ka::path::join(ka::getUserDataDir(config.company, config.product), "streams"), streamName);
 }

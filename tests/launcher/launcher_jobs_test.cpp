@@ -89,6 +89,29 @@ TEST_F(LauncherJobsTest, OneJobAtATimeWithProgressAndOneResultEach) {
   EXPECT_EQ(error.get("Message").asString(""), "Async stub forced error");
 }
 
+TEST_F(LauncherJobsTest, AJobThatThrowsEndsWithTheReasonAndTheLauncherGoesOn) {
+  LauncherRun& r = start();
+  LauncherGUI& gui = r.gui();
+  std::string id = Inspect::startJob(gui, [](std::string const&) {
+    throw std::runtime_error("Json nesting deeper than 1024 levels");
+  });
+  RecordedEvent failed = r.result(id);
+  EXPECT_FALSE(failed.flag(1));
+  EXPECT_EQ(failed.text(2), R"({"Message":"Json nesting deeper than 1024 levels"})");
+
+  // A job that delivered its outcome and threw afterwards keeps that outcome.
+  std::string late = Inspect::startJob(gui, [&gui](std::string const& job) {
+    Inspect::finishJob(gui, job, "done");
+    throw 42;
+  });
+  EXPECT_EQ(r.result(late).text(2), "done");
+  ASSERT_TRUE(r.turnUntil([&] { return !Inspect::busy(gui); }));
+  for (int i = 0; i < 3; ++i) r.turn();
+  EXPECT_EQ(r.view().events("async_result").size(), 2u);
+  EXPECT_EQ(r.view().callText("logout"), "3");
+  EXPECT_EQ(r.result("3").text(2), "signed out");
+}
+
 TEST_F(LauncherJobsTest, SignInNeedsBothWordsAndLeavesTheLauncherFree) {
   LauncherRun& r = start();
   EXPECT_EQ(r.view().callText("login", {std::string("player"), std::string("")}), "");

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <filesystem>
 #include <sstream>
 #include <thread>
@@ -29,6 +30,13 @@ struct LauncherGUIInspector {
   static std::string const& ticket(LauncherGUI const& gui) { return gui.ticket; }
   static std::string const& displayName(LauncherGUI const& gui) { return gui.displayName; }
   static std::map<std::string, LauncherGUI::Stream> const& streams(LauncherGUI const& gui) { return gui.streams; }
+  // Runs `body` as a job, as a command would; empty if another job runs.
+  static std::string startJob(LauncherGUI& gui, std::function<void(std::string const&)> body) {
+    return gui.claimJob() ? gui.startJob(std::move(body)) : std::string();
+  }
+  static void finishJob(LauncherGUI& gui, std::string const& id, std::string const& text) {
+    gui.finishJob(id, true, text);
+  }
 };
 
 class LauncherHome {
