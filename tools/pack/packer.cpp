@@ -228,6 +228,35 @@ std::vector<char> extract(std::vector<char> const& bundle, update::ManifestEntry
   return out;
 }
 
+// Launchers believe a manifest they have stored, so a build published under a name that players
+// may already have is never fetched by them: a changed build needs a new manifest name.
+[[noreturn]] void refuseToReplace(std::string const& path) {
+  fail(path, "already holds a different build; launchers that stored it would never fetch the new one, "
+             "so publish the new build under a new manifest name");
+}
+
+// Refuses before anything is written when the manifest at `path` lists other files or another
+// version than this build would.
+void checkNotReplacingAnotherBuild(std::string const& path, PackOptions const& options,
+                                   std::vector<SourceFile> const& files,
+                                   std::map<std::string, std::string> const& checksumByName) {
+  if (!fs::exists(path)) return;
+  std::shared_ptr<update::Manifest> existing;
+  try {
+    existing = update::Manifest::fromZippedFile(path);
+  } catch (std::runtime_error const&) {
+    refuseToReplace(path);
+  }
+  if (!existing || existing->version != options.version || existing->patchesFrom != options.patchesFrom)
+    refuseToReplace(path);
+  std::map<std::string, std::pair<std::string, bool>> listed;
+  for (auto const& bundle : existing->bundles)
+    for (auto const& e : bundle.entries) listed[e.filename] = {e.checksum, e.executable};
+  std::map<std::string, std::pair<std::string, bool>> building;
+  for (SourceFile const& f : files) building[f.name] = {checksumByName.at(f.name), f.executable};
+  if (listed != building) refuseToReplace(path);
+}
+
 }  // namespace
 
 PackResult build(PackOptions const& options) {
@@ -241,6 +270,8 @@ PackResult build(PackOptions const& options) {
 
   std::string titleDir = options.outDir + "/" + options.titleFolder;
   std::string hashedDir = titleDir + "/hashed";
+  std::string manifestPath = titleDir + "/" + options.manifestName;
+  checkNotReplacingAnotherBuild(manifestPath, options, files, checksumByName);
   fs::create_directories(hashedDir);
   PackResult result;
   std::vector<update::ManifestBundle> kept;
@@ -268,7 +299,10 @@ PackResult build(PackOptions const& options) {
   std::ostringstream json;
   update::Manifest::toJson(result.manifest).writeTo(json);
   std::string zipped = gzipText(json.str());
-  writeAtomically(titleDir + "/" + options.manifestName, std::vector<char>(zipped.begin(), zipped.end()));
+  // Same files, other bundling (another bundle size or previous build): still another manifest.
+  if (fs::exists(manifestPath) && readFile(manifestPath) != std::vector<char>(zipped.begin(), zipped.end()))
+    refuseToReplace(manifestPath);
+  writeAtomically(manifestPath, std::vector<char>(zipped.begin(), zipped.end()));
   return result;
 }
 

@@ -30,7 +30,8 @@ struct PackResult {
 
 // Writes OUT_DIR/T/M and OUT_DIR/T/hashed/<sha1>. The input is examined whole before anything is
 // written; bad input throws std::runtime_error naming the path, and leaves no manifest behind.
-// The same input always gives byte-identical bundles and manifest text.
+// The same input always gives byte-identical bundles and manifest text, so packing a build again
+// is harmless; a different build under a manifest name that exists is refused.
 PackResult build(PackOptions const& options);
 
 // Checks every bundle's size and digest and every entry's digest after unpacking, as the launcher

@@ -120,6 +120,41 @@ TEST_F(PackerTest, TheSameInputGivesTheSameBytes) {
   }
 }
 
+// Launchers believe the manifest they stored, so a new build under an old name would never reach them.
+TEST_F(PackerTest, ADifferentBuildUnderAnExistingManifestNameIsRefused) {
+  std::string manifest = outDir.path() + "/Game/manifest.gz";
+  pack::build(options(outDir.path(), "1"));
+  std::string published = slurp(manifest);
+  EXPECT_NO_THROW(pack::build(options(outDir.path(), "1"))) << "packing the same build again is harmless";
+
+  auto refusal = [&](pack::PackOptions const& o) -> std::string {
+    try {
+      pack::build(o);
+    } catch (std::runtime_error const& e) {
+      return e.what();
+    }
+    return "<accepted>";
+  };
+  std::string const why = manifest + ": already holds a different build; launchers that stored it would never "
+                          "fetch the new one, so publish the new build under a new manifest name";
+  EXPECT_EQ(refusal(options(outDir.path(), "2")), why) << "another version";
+  pack::PackOptions rebundled = options(outDir.path(), "1");
+  rebundled.bundleSize = 10;
+  EXPECT_EQ(refusal(rebundled), why) << "the same files bundled otherwise";
+  put("/data/deep/er/config.json", "{\"fullscreen\":false}");
+  std::set<std::string> bundlesBefore;
+  for (auto const& entry : fs::directory_iterator(outDir.path() + "/Game/hashed")) bundlesBefore.insert(entry.path());
+  EXPECT_EQ(refusal(options(outDir.path(), "1")), why) << "a changed file";
+  std::set<std::string> bundlesAfter;
+  for (auto const& entry : fs::directory_iterator(outDir.path() + "/Game/hashed")) bundlesAfter.insert(entry.path());
+  EXPECT_EQ(bundlesAfter, bundlesBefore) << "refused before anything was written";
+  EXPECT_EQ(slurp(manifest), published);
+
+  pack::PackOptions renamed = options(outDir.path(), "2");
+  renamed.manifestName = "manifest-2.gz";
+  EXPECT_NO_THROW(pack::build(renamed));
+}
+
 TEST_F(PackerTest, BadInputNamesThePathAndWritesNothing) {
   struct Case {
     std::function<void(std::string const&)> spoil;
