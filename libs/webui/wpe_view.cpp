@@ -109,16 +109,25 @@ struct SurfaceAnswer : SurfaceResponse {
 
 }  // namespace
 
+// What the engine's picture export calls back into. The export goes with the engine's web view,
+// which may outlive ours (an unanswered script holds it), so it never points at the view itself:
+// the view clears `view` when it goes, and pictures that come later are handed straight back.
+struct WpeView::Export {
+  WpeView* view;
+  wpe_view_backend_exportable_fdo* exportable;
+};
+
 WpeView::WpeView(WpeWebUI& ui, WebKitWebContext* context, ViewListener* listener, Options const& options)
     : ui_(ui), listener_(listener), id_(options.id), secret_(options.secret), url_(options.url) {
   static wpe_view_backend_exportable_fdo_client const client = {nullptr, nullptr, &WpeView::onShmBuffer, nullptr,
                                                                  nullptr};
-  exportable_ = wpe_view_backend_exportable_fdo_create(&client, this, uint32_t(options.width),
+  export_ = new Export{this, nullptr};
+  exportable_ = wpe_view_backend_exportable_fdo_create(&client, export_, uint32_t(options.width),
                                                        uint32_t(options.height));
+  export_->exportable = exportable_;
   wpe_view_backend* backend = wpe_view_backend_exportable_fdo_get_view_backend(exportable_);
-  // The web view owns the backend from here and ends it with itself.
-  WebKitWebViewBackend* viewBackend = webkit_web_view_backend_new(
-      backend, reinterpret_cast<GDestroyNotify>(wpe_view_backend_exportable_fdo_destroy), exportable_);
+  // The web view owns the backend from here and ends it, and the export, with itself.
+  WebKitWebViewBackend* viewBackend = webkit_web_view_backend_new(backend, &WpeView::endExport, export_);
 
   content_ = webkit_user_content_manager_new();
   webkit_user_content_manager_register_script_message_handler(content_, "engine");
@@ -142,6 +151,7 @@ WpeView::WpeView(WpeWebUI& ui, WebKitWebContext* context, ViewListener* listener
 }
 
 WpeView::~WpeView() {
+  export_->view = nullptr;
   dropSurface();
   g_signal_handlers_disconnect_by_data(view_, this);
   g_signal_handlers_disconnect_by_data(content_, this);
@@ -244,14 +254,23 @@ void WpeView::key(uint32_t keysym, bool pressed, uint32_t modifiers) {
   wpe_view_backend_dispatch_keyboard_event(wpe_view_backend_exportable_fdo_get_view_backend(exportable_), &event);
 }
 
-void WpeView::onShmBuffer(void* self, wpe_fdo_shm_exported_buffer* exported) {
-  auto* view = static_cast<WpeView*>(self);
-  wl_shm_buffer* buffer = wpe_fdo_shm_exported_buffer_get_shm_buffer(exported);
-  wl_shm_buffer_begin_access(buffer);
-  view->deliver(static_cast<unsigned char const*>(wl_shm_buffer_get_data(buffer)), wl_shm_buffer_get_width(buffer),
-                wl_shm_buffer_get_height(buffer), wl_shm_buffer_get_stride(buffer));
-  wl_shm_buffer_end_access(buffer);
-  wpe_view_backend_exportable_fdo_dispatch_release_shm_exported_buffer(view->exportable_, exported);
+void WpeView::onShmBuffer(void* link, wpe_fdo_shm_exported_buffer* exported) {
+  auto* target = static_cast<Export*>(link);
+  if (target->view) {
+    wl_shm_buffer* buffer = wpe_fdo_shm_exported_buffer_get_shm_buffer(exported);
+    wl_shm_buffer_begin_access(buffer);
+    target->view->deliver(static_cast<unsigned char const*>(wl_shm_buffer_get_data(buffer)),
+                          wl_shm_buffer_get_width(buffer), wl_shm_buffer_get_height(buffer),
+                          wl_shm_buffer_get_stride(buffer));
+    wl_shm_buffer_end_access(buffer);
+  }
+  wpe_view_backend_exportable_fdo_dispatch_release_shm_exported_buffer(target->exportable, exported);
+}
+
+void WpeView::endExport(void* link) {
+  auto* target = static_cast<Export*>(link);
+  wpe_view_backend_exportable_fdo_destroy(target->exportable);
+  delete target;
 }
 
 void WpeView::deliver(unsigned char const* pixels, int width, int height, int stride) {

@@ -61,7 +61,10 @@ class WpeView : public View, public ScriptEventWriter {
   void keyEvent(KeyEventData const& record);
 
  private:
-  static void onShmBuffer(void* self, wpe_fdo_shm_exported_buffer* buffer);
+  struct Export;
+
+  static void onShmBuffer(void* link, wpe_fdo_shm_exported_buffer* buffer);
+  static void endExport(void* link);
   static void onMessage(WebKitUserContentManager*, WebKitJavascriptResult* result, void* self);
   static int onDecidePolicy(WebKitWebView*, WebKitPolicyDecision* decision, int type, void* self);
   static void onUriChanged(WebKitWebView* web, void* property, void* self);
@@ -78,6 +81,7 @@ class WpeView : public View, public ScriptEventWriter {
   int id_;
   std::string secret_;
   std::string url_;  // the page's own address
+  Export* export_ = nullptr;  // the engine's, once the web view has it
   wpe_view_backend_exportable_fdo* exportable_ = nullptr;
   WebKitUserContentManager* content_ = nullptr;
   WebKitWebView* view_ = nullptr;

@@ -186,6 +186,40 @@ TEST_F(WpeWebUITest, PicturesArriveInTheSharedFileInBGRAOrder) {
   EXPECT_FALSE(std::filesystem::exists(host.files.back())) << "the surface goes with its view";
 }
 
+TEST_F(WpeWebUITest, NoPictureReachesAViewThatWent) {
+  // A new picture and a call every frame, so that pictures and answers are on their way when
+  // the view goes. Several systems in a row: the engine may keep a view's export alive past the
+  // view, and its late pictures then come while the system ends or a later one runs.
+  std::string const page = R"HTML(<!DOCTYPE html><html><body style="margin:0"><script>
+    let hue = 0;
+    const step = () => {
+      hue = (hue + 7) % 360;
+      document.body.style.background = 'hsl(' + hue + ', 80%, 50%)';
+      engine.call('report', 'frame');
+      requestAnimationFrame(step);
+    };
+    step();
+  </script></body></html>)HTML";
+  for (int run = 0; run < 6; ++run) {
+    Host host;
+    start(host, page);
+    ASSERT_TRUE(host.until([&] { return host.draws > 2; })) << logText();
+    // Every other time the page's view ends first and the system goes on for a while.
+    bool const viewFirst = run % 2 == 0;
+    if (viewFirst) {
+      host.view->Destroy();
+      host.ui->update(0.016f);
+      EXPECT_EQ(host.destroyed, 1) << "the surface goes with its view";
+      host.until([] { return false; }, 1);
+    }
+    int const draws = host.draws;
+    size_t const surfaces = host.surfaces.size();
+    host.ui.reset();
+    EXPECT_EQ(host.draws, draws) << "run " << run;
+    EXPECT_EQ(host.surfaces.size(), surfaces) << "run " << run;
+  }
+}
+
 TEST_F(WpeWebUITest, MouseAndKeysReachThePage) {
   Host host;
   start(host, R"HTML(<!DOCTYPE html><html><body style="margin:0;height:100vh">
