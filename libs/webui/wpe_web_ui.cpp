@@ -85,6 +85,9 @@ WpeWebUI::WpeWebUI(WebUISettings const& settings, EventListener* listener, std::
   WebKitSecurityManager* security = webkit_web_context_get_security_manager(context_);
   webkit_security_manager_register_uri_scheme_as_secure(security, "coui");
   webkit_security_manager_register_uri_scheme_as_cors_enabled(security, "coui");
+  // Local, as file: is: a page from another site (a news frame) can neither load the launcher's
+  // files nor frame its page.
+  webkit_security_manager_register_uri_scheme_as_local(security, "coui");
 }
 
 WpeWebUI::~WpeWebUI() {

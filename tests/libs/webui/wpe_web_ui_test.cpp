@@ -5,9 +5,13 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
+#include <initializer_list>
 #include <map>
+#include <mutex>
 #include <thread>
 
 #include "game/headless_platform.h"
@@ -137,6 +141,52 @@ class WpeWebUITest : public ::testing::Test {
   vorn::HeadlessPlatform platform{&factory, folder.path()};
   ka::LogSinkMemory log{0};
 };
+
+// A remote site on 127.0.0.1 for the length of a test: fixed pages, and every path asked for.
+class Site {
+ public:
+  struct Page {
+    Page(std::string body, std::string type = "text/html", std::string disposition = "")
+        : body(std::move(body)), type(std::move(type)), disposition(std::move(disposition)) {}
+    std::string body;
+    std::string type;
+    std::string disposition;  // Content-Disposition, if any
+  };
+
+  Site(std::initializer_list<std::pair<std::string const, Page>> pages) : pages_(pages) {
+    server_.routes().Get(".*", [this](httplib::Request const& request, httplib::Response& response) {
+      std::lock_guard<std::mutex> lock(mutex_);
+      asked_.push_back(request.path);
+      auto page = pages_.find(request.path);
+      if (page == pages_.end()) {
+        response.status = 404;
+        return;
+      }
+      if (!page->second.disposition.empty()) response.set_header("Content-Disposition", page->second.disposition);
+      response.set_content(page->second.body, page->second.type);
+    });
+    server_.start();
+  }
+
+  std::string url(std::string const& path) const { return server_.url(path); }
+  bool asked(std::string const& path) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return std::find(asked_.begin(), asked_.end(), path) != asked_.end();
+  }
+
+ private:
+  LocalHttpServer server_;
+  std::map<std::string, Page> pages_;
+  mutable std::mutex mutex_;
+  std::vector<std::string> asked_;
+};
+
+// Lines of the log that hold `text`.
+size_t countLines(ka::LogSinkMemory const& log, std::string const& text) {
+  auto const& lines = log.messages();
+  return size_t(std::count_if(lines.begin(), lines.end(),
+                              [&](std::string const& line) { return line.find(text) != std::string::npos; }));
+}
 
 std::string const kBridgePage = R"HTML(<!DOCTYPE html><html><body><script>
   engine.on('greet', (word, flag, number) => engine.call('report', 'greet', word, flag, number));
@@ -338,6 +388,26 @@ TEST_F(WpeWebUITest, ANewsPageLoadsInAFrame) {
   EXPECT_TRUE(host.until([&] { return requests > 0; }, 5)) << logText();
   host.ui.reset();
   news.stop();
+}
+
+TEST_F(WpeWebUITest, AFrameCannotReachThePagesFiles) {
+  folder.write("ui/secret.js", "window.stolen = true;");
+  Site site({{"/news", {R"HTML(<script src="coui://ui/secret.js"
+      onload="new Image().src = '/loaded'" onerror="new Image().src = '/refused'"></script>
+      <iframe src="coui://ui/index.html" onload="new Image().src = '/framed'"></iframe>)HTML"}}});
+  Host host;
+  start(host, "<!DOCTYPE html><html><body><iframe src=\"" + site.url("/news") +
+                  "\"></iframe><script>engine.call('report', 'ready');</script></body></html>");
+  ASSERT_TRUE(host.reported("ready")) << logText();
+  ASSERT_TRUE(host.until([&] { return site.asked("/loaded") || site.asked("/refused"); })) << logText();
+  host.until([] { return false; }, 1);
+  EXPECT_TRUE(site.asked("/refused"));
+  EXPECT_FALSE(site.asked("/loaded"));
+  EXPECT_EQ(logText().find("Opening " + folder.file("ui/secret.js")), std::string::npos)
+      << "the file was read for another site";
+  EXPECT_EQ(countLines(log, "Opening " + folder.file("ui/index.html")), 1u)
+      << "the page was read for another site's frame";
+  host.ui.reset();
 }
 
 TEST_F(WpeWebUITest, ANullViewIsAProgrammingFault) {
