@@ -132,18 +132,22 @@ WpeView::WpeView(WpeWebUI& ui, WebKitWebContext* context, ViewListener* listener
   content_ = webkit_user_content_manager_new();
   webkit_user_content_manager_register_script_message_handler(content_, "engine");
   g_signal_connect(content_, "script-message-received::engine", G_CALLBACK(&WpeView::onMessage), this);
+  // Only the launcher's own documents get the bridge and its secret: a page of another site
+  // that reaches the top frame after all finds no `engine` there.
+  static char const* const ours[] = {"coui://*/*", nullptr};
   for (std::string const& source : {pageScript(secret_), options.startScript}) {
     if (source.empty()) continue;
-    WebKitUserScript* script =
-        webkit_user_script_new(source.c_str(), WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
-                               WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, nullptr, nullptr);
+    WebKitUserScript* script = webkit_user_script_new(source.c_str(), WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
+                                                      WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, ours, nullptr);
     webkit_user_content_manager_add_script(content_, script);
     webkit_user_script_unref(script);
   }
+  webkit_user_content_manager_add_filter(content_, options.topFrameRules);
 
   view_ = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "backend", viewBackend, "web-context", context,
                                        "user-content-manager", content_, nullptr));
   g_signal_connect(view_, "decide-policy", G_CALLBACK(&WpeView::onDecidePolicy), this);
+  g_signal_connect(view_, "load-failed", G_CALLBACK(&WpeView::onLoadFailed), this);
   g_signal_connect(view_, "notify::uri", G_CALLBACK(&WpeView::onUriChanged), this);
   wpe_view_backend_add_activity_state(backend, wpe_view_activity_state_visible | wpe_view_activity_state_focused |
                                                    wpe_view_activity_state_in_window);
@@ -358,6 +362,17 @@ int WpeView::onDecidePolicy(WebKitWebView*, WebKitPolicyDecision* decision, int 
   WebKitURIRequest* request = webkit_navigation_action_get_request(action);
   KA_LOG(Error) << "Refused to open a window for " << webkit_uri_request_get_uri(request);
   webkit_policy_decision_ignore(decision);
+  return TRUE;
+}
+
+int WpeView::onLoadFailed(WebKitWebView*, int, char const* uri, void* error, void*) {
+  std::string failing = uri ? uri : "";
+  if (failing.rfind("coui://", 0) == 0 ||
+      g_error_matches(static_cast<GError*>(error), WEBKIT_NETWORK_ERROR, WEBKIT_NETWORK_ERROR_CANCELLED))
+    return FALSE;
+  // The system's rules stopped another site from taking the top frame; the page stays, without
+  // the engine's error page in its place.
+  KA_LOG(Error) << "Refused to navigate the launcher's page to " << failing;
   return TRUE;
 }
 

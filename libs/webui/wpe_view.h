@@ -19,6 +19,7 @@ typedef struct _WebKitUserContentManager WebKitUserContentManager;
 typedef struct _WebKitJavascriptResult WebKitJavascriptResult;
 typedef struct _WebKitPolicyDecision WebKitPolicyDecision;
 typedef struct _WebKitURISchemeRequest WebKitURISchemeRequest;
+typedef struct _WebKitUserContentFilter WebKitUserContentFilter;
 
 namespace webui {
 
@@ -33,6 +34,7 @@ class WpeView : public View, public ScriptEventWriter {
     int height;
     std::string startScript;
     std::string secret;
+    WebKitUserContentFilter* topFrameRules;  // the system's, kept by it
   };
 
   WpeView(WpeWebUI& ui, WebKitWebContext* context, ViewListener* listener, Options const& options);
@@ -67,6 +69,7 @@ class WpeView : public View, public ScriptEventWriter {
   static void endExport(void* link);
   static void onMessage(WebKitUserContentManager*, WebKitJavascriptResult* result, void* self);
   static int onDecidePolicy(WebKitWebView*, WebKitPolicyDecision* decision, int type, void* self);
+  static int onLoadFailed(WebKitWebView*, int event, char const* uri, void* error, void* self);
   static void onUriChanged(WebKitWebView* web, void* property, void* self);
 
   void deliver(unsigned char const* pixels, int width, int height, int stride);

@@ -44,6 +44,47 @@ char const* mimeType(std::string const& path) {
   return "application/octet-stream";
 }
 
+// What the engine may show in a page's top frame: coui:// documents and nothing else. The engine
+// applies these rules in the page's own process before a navigation starts, for the top frame
+// alone, so frames (a stream's news) stay free to move within themselves. The navigation
+// policy can't do this here: it is told neither which frame a navigation is for nor, until a
+// new page has committed, where the top frame is going.
+constexpr char kTopFrameRules[] = R"([
+  {"trigger": {"url-filter": ".*", "resource-type": ["document"], "load-context": ["top-frame"]},
+   "action": {"type": "block"}},
+  {"trigger": {"url-filter": "^coui:", "resource-type": ["document"], "load-context": ["top-frame"]},
+   "action": {"type": "ignore-previous-rules"}}
+])";
+
+struct CompiledRules {
+  WebKitUserContentFilter* rules = nullptr;
+  std::string error;
+  bool done = false;
+};
+
+void rulesCompiled(GObject* store, GAsyncResult* result, gpointer out) {
+  auto* compiled = static_cast<CompiledRules*>(out);
+  GError* error = nullptr;
+  compiled->rules =
+      webkit_user_content_filter_store_save_finish(WEBKIT_USER_CONTENT_FILTER_STORE(store), result, &error);
+  if (error) compiled->error = error->message;
+  g_clear_error(&error);
+  compiled->done = true;
+}
+
+// The engine compiles rules into a folder of its own; null if it can't.
+WebKitUserContentFilter* compileTopFrameRules(std::string const& folder) {
+  WebKitUserContentFilterStore* store = webkit_user_content_filter_store_new(folder.c_str());
+  GBytes* source = g_bytes_new_static(kTopFrameRules, sizeof kTopFrameRules - 1);
+  CompiledRules compiled;
+  webkit_user_content_filter_store_save(store, "top-frame", source, nullptr, &rulesCompiled, &compiled);
+  while (!compiled.done) g_main_context_iteration(nullptr, TRUE);
+  g_bytes_unref(source);
+  g_object_unref(store);
+  if (!compiled.rules) KA_LOG(Error) << "Could not compile the page's navigation rules: " << compiled.error;
+  return compiled.rules;
+}
+
 // Collects one file's bytes from a handler.
 struct Collected : ResourceResponse {
   void* GetBuffer(size_t size) override {
@@ -81,6 +122,11 @@ WpeWebUI::WpeWebUI(WebUISettings const& settings, EventListener* listener, std::
   context_ = webkit_web_context_new_with_website_data_manager(data);
   g_object_unref(data);
   if (!context_) throw std::runtime_error("Coherent InitializeUISystem failed,");
+  topFrameRules_ = compileTopFrameRules(ka::path::join(localStore, "content-rules"));
+  if (!topFrameRules_) {
+    g_object_unref(context_);
+    throw std::runtime_error("Coherent InitializeUISystem failed,");
+  }
   webkit_web_context_register_uri_scheme(context_, "coui", &WpeWebUI::serve, this, nullptr);
   WebKitSecurityManager* security = webkit_web_context_get_security_manager(context_);
   webkit_security_manager_register_uri_scheme_as_secure(security, "coui");
@@ -93,6 +139,7 @@ WpeWebUI::WpeWebUI(WebUISettings const& settings, EventListener* listener, std::
 WpeWebUI::~WpeWebUI() {
   KA_LOG(Info) << "Shutting down CoherentUI";
   views_.clear();
+  webkit_user_content_filter_unref(topFrameRules_);
   g_object_unref(context_);
   // Let the engine finish what the views' ends set in motion.
   while (g_main_context_iteration(nullptr, FALSE)) {
@@ -122,7 +169,7 @@ void WpeWebUI::loadLocalView(std::string const& path, int width, int height, Vie
 
 void WpeWebUI::loadUrl(std::string const& url, int width, int height, ViewListener* listener, bool,
                        std::string const& script) {
-  WpeView::Options options{nextViewId_++, url, width, height, script, secret_};
+  WpeView::Options options{nextViewId_++, url, width, height, script, secret_, topFrameRules_};
   views_.push_back(std::make_unique<WpeView>(*this, context_, listener, options));
   WpeView* view = views_.back().get();
   // The page may call commands only once they are bound; its first message is read later.

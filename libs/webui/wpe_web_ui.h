@@ -28,6 +28,7 @@ class WpeWebUI : public WebUI {
   void update(float seconds) override;
   void loadLocalView(std::string const& path, int width, int height, ViewListener* listener, bool transparent,
                      std::string const& script) override;
+  // The same for any URL; a view's top frame shows coui:// documents only.
   void loadUrl(std::string const& url, int width, int height, ViewListener* listener, bool transparent,
                std::string const& script);
   void dispatchToView(vorn::UIEvent const& event, View* view) override;
@@ -44,6 +45,7 @@ class WpeWebUI : public WebUI {
   WebUILogHandler logHandler_;
   std::string secret_;
   WebKitWebContext* context_ = nullptr;
+  WebKitUserContentFilter* topFrameRules_ = nullptr;
   std::vector<std::unique_ptr<WpeView>> views_;
   std::vector<std::function<void()>> pending_;  // callbacks due at the next update
   int nextViewId_ = 1;

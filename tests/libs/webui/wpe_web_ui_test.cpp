@@ -390,6 +390,49 @@ TEST_F(WpeWebUITest, ANewsPageLoadsInAFrame) {
   news.stop();
 }
 
+TEST_F(WpeWebUITest, AFrameCannotTakeOverThePage) {
+  // A news frame whose link, clicked once, would put another site in the page's place. The
+  // site's own pages may still move within their frames.
+  Site site({
+      {"/news", {R"HTML(<body style="margin:0"><a href="/escape" target="_top"
+          style="display:block;width:300px;height:150px;background:red">Read more</a>
+          <script>new Image().src = '/news-ready';</script></body>)HTML"}},
+      {"/escape", {R"HTML(<script>
+          if (window.engine) engine.call('report', 'escaped', location.href);
+          new Image().src = '/escape-ran?engine=' + typeof window.engine;</script>)HTML"}},
+      {"/hop", {"<script>location.replace('/hopped');</script>"}},
+      {"/hopped", {"<p>moved on</p>"}},
+  });
+  Host host;
+  start(host, R"HTML(<!DOCTYPE html><html><body style="margin:0">
+    <iframe src=")HTML" + site.url("/news") +
+                  R"HTML(" style="position:absolute;left:0;top:0;width:300px;height:150px;border:0"></iframe>
+    <iframe src=")HTML" + site.url("/hop") +
+                  R"HTML(" style="position:absolute;left:0;top:160px;width:100px;height:30px;border:0"></iframe>
+    <script>
+      engine.on('still', () => engine.call('report', 'still here', location.href));
+      engine.call('report', 'ready');
+    </script></body></html>)HTML");
+  ASSERT_TRUE(host.reported("ready")) << logText();
+  ASSERT_TRUE(host.until([&] { return site.asked("/news-ready") && site.asked("/hopped") && host.draws > 0; }))
+      << logText();
+  host.until([] { return false; }, 1);  // the frame's link laid out and drawn
+
+  host.ui->dispatchToView(vorn::MouseMoveEvent(50, 50, 0), host.view);
+  host.ui->dispatchToView(vorn::MouseButtonEvent(50, 50, vorn::KC_LeftMouse, vorn::BA_Down, 0), host.view);
+  host.ui->dispatchToView(vorn::MouseButtonEvent(50, 50, vorn::KC_LeftMouse, vorn::BA_Up, 0), host.view);
+  std::string const refused = "ERROR Refused to navigate the launcher's page to " + site.url("/escape");
+  host.until([&] { return logText().find(refused) != std::string::npos || !host.report("escaped").empty(); }, 10);
+  host.until([] { return false; }, 1);
+  EXPECT_TRUE(host.report("escaped").empty()) << "another site's page got the engine object";
+  EXPECT_FALSE(site.asked("/escape")) << "the page was asked for before it was refused";
+  EXPECT_NE(logText().find(refused), std::string::npos) << logText();
+  host.view->TriggerEvent("still");
+  ASSERT_TRUE(host.reported("still here"));
+  EXPECT_EQ(host.report("still here")[1].rfind("coui://ui/index.html", 0), 0u);
+  host.ui.reset();
+}
+
 TEST_F(WpeWebUITest, AFrameCannotReachThePagesFiles) {
   folder.write("ui/secret.js", "window.stolen = true;");
   Site site({{"/news", {R"HTML(<script src="coui://ui/secret.js"
