@@ -134,6 +134,7 @@ WpeWebUI::WpeWebUI(WebUISettings const& settings, EventListener* listener, std::
   // Local, as file: is: a page from another site (a news frame) can neither load the launcher's
   // files nor frame its page.
   webkit_security_manager_register_uri_scheme_as_local(security, "coui");
+  g_signal_connect(context_, "download-started", G_CALLBACK(&WpeWebUI::refuseDownload), nullptr);
 }
 
 WpeWebUI::~WpeWebUI() {
@@ -202,6 +203,14 @@ void WpeWebUI::dispatchToView(vorn::UIEvent const& event, View* view) {
 void WpeWebUI::log(int severity, std::string const& text) {
   std::string line = text + '\0';
   logHandler_.WriteLog(severity, line.data(), line.size());
+}
+
+void WpeWebUI::refuseDownload(WebKitWebContext*, WebKitDownload* download, void*) {
+  // The launcher has no use for downloads, and any frame could start one that writes into the
+  // user's home without a click. Refused before the engine picks a place for the file.
+  WebKitURIRequest* request = webkit_download_get_request(download);
+  KA_LOG(Error) << "Refused a download of " << (request ? webkit_uri_request_get_uri(request) : "");
+  webkit_download_cancel(download);
 }
 
 void WpeWebUI::serve(WebKitURISchemeRequest* request, void* self) {

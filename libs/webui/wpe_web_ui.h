@@ -11,6 +11,8 @@
 #include "webui/webui.h"
 #include "webui/wpe_view.h"
 
+typedef struct _WebKitDownload WebKitDownload;
+
 namespace vorn {
 class Platform;
 }
@@ -38,6 +40,7 @@ class WpeWebUI : public WebUI {
 
  private:
   static void serve(WebKitURISchemeRequest* request, void* self);
+  static void refuseDownload(WebKitWebContext*, WebKitDownload* download, void*);
 
   std::string contentRoot_ = "coui://ui/";
   EventListener* listener_;

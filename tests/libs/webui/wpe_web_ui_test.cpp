@@ -453,6 +453,31 @@ TEST_F(WpeWebUITest, AFrameCannotReachThePagesFiles) {
   host.ui.reset();
 }
 
+TEST_F(WpeWebUITest, AFrameCannotDownload) {
+  // A unique name, looked for where the engine would put a download.
+  std::string const name = "zandor-" + std::to_string(::getpid()) + "-" + std::to_string(std::rand()) + ".bin";
+  std::vector<std::string> places;
+  if (char const* home = std::getenv("HOME")) places = {std::string(home) + "/" + name, std::string(home) + "/Downloads/" + name};
+  Site site({
+      {"/news", {"<iframe src=\"/file\"></iframe><script>new Image().src = '/news-ready';</script>"}},
+      {"/file", {std::string(4096, 'x'), "application/octet-stream", "attachment; filename=\"" + name + "\""}},
+  });
+  Host host;
+  start(host, "<!DOCTYPE html><html><body><iframe src=\"" + site.url("/news") +
+                  "\"></iframe><script>engine.call('report', 'ready');</script></body></html>");
+  ASSERT_TRUE(host.reported("ready")) << logText();
+  ASSERT_TRUE(host.until([&] { return site.asked("/file"); })) << logText();
+  std::string const refused = "ERROR Refused a download of " + site.url("/file");
+  host.until([&] { return logText().find(refused) != std::string::npos; }, 5);
+  host.until([] { return false; }, 1);
+  EXPECT_EQ(countLines(log, refused), 1u) << logText();
+  for (std::string const& place : places) {
+    EXPECT_FALSE(std::filesystem::exists(place)) << place;
+    std::filesystem::remove(place);
+  }
+  host.ui.reset();
+}
+
 TEST_F(WpeWebUITest, ANullViewIsAProgrammingFault) {
   Host host;
   start(host, "<html></html>");
