@@ -327,13 +327,13 @@ void WpeView::handleMessage(std::string const& text) {
     message = ka::Json::readFrom(in);
     if (message.type() != ka::Json::TYPE_Object) throw std::runtime_error("not an object");
   } catch (std::runtime_error const&) {
-    KA_LOG(Error) << "Refused a malformed message from a page";
+    logRefusal("Refused a malformed message from a page");
     return;
   }
   std::string name = message.get("name").asString("");
   // Only our script in our page knows the secret; anything else on the page is refused.
   if (message.get("secret").asString("") != secret_) {
-    KA_LOG(Error) << "Refused a call of \"" << name << "\" that did not come from the launcher's page";
+    logRefusal("Refused a call of \"" + name + "\" that did not come from the launcher's page");
     return;
   }
   if (message.hasKey("log")) {
@@ -353,6 +353,15 @@ void WpeView::handleMessage(std::string const& text) {
     for (size_t i = 0; i < list.arrayLength(); ++i) args.push_back(fromJson(list.get(i)));
   Value result = command->second(args);
   runScript("window.engine._settle(" + id + ", true, " + literal(result) + ");");
+}
+
+void WpeView::logRefusal(std::string const& line) {
+  // Any frame may post to the bridge, as often as it likes; the engine does not say which frame
+  // a message came from, so only the view's first refusal is logged, lest a hostile frame fill
+  // the disk with the log.
+  if (refusalLogged_) return;
+  refusalLogged_ = true;
+  KA_LOG(Error) << line << " (later refusals in this view are not logged)";
 }
 
 int WpeView::onDecidePolicy(WebKitWebView*, WebKitPolicyDecision* decision, int type, void*) {

@@ -76,6 +76,7 @@ class WpeView : public View, public ScriptEventWriter {
   bool ensureSurface(int width, int height);
   void dropSurface();
   void handleMessage(std::string const& text);
+  void logRefusal(std::string const& line);
   void runScript(std::string const& script);
   void key(uint32_t keysym, bool pressed, uint32_t modifiers);
 
@@ -90,6 +91,7 @@ class WpeView : public View, public ScriptEventWriter {
   WebKitWebView* view_ = nullptr;
   std::map<std::string, Command> commands_;
   bool destroyed_ = false;
+  bool refusalLogged_ = false;
   uint32_t pressedButtons_ = 0;  // the engine's pointer modifier bits
 
   SurfaceHandle surface_;

@@ -478,6 +478,28 @@ TEST_F(WpeWebUITest, AFrameCannotDownload) {
   host.ui.reset();
 }
 
+TEST_F(WpeWebUITest, AFrameCannotFloodTheLog) {
+  Site site({{"/flood", {R"HTML(<script>
+      const channel = window.webkit.messageHandlers.engine;
+      for (let i = 0; i < 200; ++i) {
+        channel.postMessage(JSON.stringify({ id: i, name: 'report', args: ['forged'] }));
+        channel.postMessage('not a message');
+      }
+      new Image().src = '/flooded';</script>)HTML"}}});
+  Host host;
+  start(host, "<!DOCTYPE html><html><body><iframe src=\"" + site.url("/flood") +
+                  "\"></iframe><script>engine.on('still', () => engine.call('report', 'still here'));"
+                  "engine.call('report', 'ready');</script></body></html>");
+  ASSERT_TRUE(host.reported("ready")) << logText();
+  ASSERT_TRUE(host.until([&] { return site.asked("/flooded"); })) << logText();
+  host.until([] { return false; }, 1);
+  EXPECT_TRUE(host.report("forged").empty());
+  EXPECT_EQ(countLines(log, "Refused"), 1u) << "the first refusal only" << logText();
+  host.view->TriggerEvent("still");
+  EXPECT_TRUE(host.reported("still here")) << "the page's own calls still go through";
+  host.ui.reset();
+}
+
 TEST_F(WpeWebUITest, ANullViewIsAProgrammingFault) {
   Host host;
   start(host, "<html></html>");
