@@ -5,6 +5,7 @@
 #include <wpe/webkit.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <mutex>
 #include <stdexcept>
 
@@ -22,6 +23,10 @@ namespace {
 // The engine's backend is loaded and set to hand over pictures in shared memory once a process.
 bool initializeEngine() {
   static bool const ready = [] {
+    // The page is drawn off-screen, so no assistive technology can reach it through the engine,
+    // which would otherwise look for the accessibility bus and, on most machines, print that it
+    // found none. An empty address turns its bridge off; a user's own address is left alone.
+    if (!std::getenv("AT_SPI_BUS_ADDRESS")) ::setenv("WEBKIT_A11Y_BUS_ADDRESS", "", 0);
     return wpe_loader_init("libWPEBackend-fdo-1.0.so.1") && wpe_fdo_initialize_shm();
   }();
   return ready;
@@ -140,6 +145,10 @@ WpeWebUI::WpeWebUI(WebUISettings const& settings, EventListener* listener, std::
 WpeWebUI::~WpeWebUI() {
   KA_LOG(Info) << "Shutting down CoherentUI";
   views_.clear();
+  // A page's process lets go of its storage a little after its view has gone; if the storage
+  // went first, the network process would print a complaint about it at every end.
+  for (gint64 end = g_get_monotonic_time() + 200000; g_get_monotonic_time() < end; g_usleep(1000))
+    g_main_context_iteration(nullptr, FALSE);
   webkit_user_content_filter_unref(topFrameRules_);
   g_object_unref(context_);
   // Let the engine finish what the views' ends set in motion.

@@ -2,6 +2,7 @@
 // object both ways, pictures in shared memory, input, local storage and the page's limits.
 #include "webui/wpe_web_ui.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -498,6 +499,25 @@ TEST_F(WpeWebUITest, AFrameCannotFloodTheLog) {
   host.view->TriggerEvent("still");
   EXPECT_TRUE(host.reported("still here")) << "the page's own calls still go through";
   host.ui.reset();
+}
+
+TEST_F(WpeWebUITest, TheEngineStartsAndStopsQuietly) {
+  // In a process of its own: the engine looks for the accessibility bus once a process. Local
+  // storage is used, as the launcher's page does, since its end is what the network process
+  // complained about.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        Host host;
+        start(host, "<script>localStorage.setItem('seen', 'yes'); engine.call('report', 'stored');</script>");
+        bool const stored = host.reported("stored");
+        host.ui.reset();
+        std::filesystem::remove_all(folder.path());
+        std::exit(stored ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0),
+      ::testing::AllOf(::testing::Not(::testing::HasSubstr("accessibility bus")),
+                       ::testing::Not(::testing::HasSubstr("Unhandled network process message"))));
 }
 
 TEST_F(WpeWebUITest, ANullViewIsAProgrammingFault) {
