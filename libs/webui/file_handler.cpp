@@ -1,7 +1,9 @@
 #include "webui/file_handler.h"
 
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 
@@ -13,8 +15,65 @@
 namespace webui {
 namespace {
 
+// A "coui://HOST/PATH" URL taken apart: its host, and its path decoded, with its "." and ".."
+// segments resolved and without query or fragment, relative to the host's folder.
+struct PageUrl {
+  std::string host;
+  std::string path;
+};
+
+int hexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// Nothing for a URL of another form, or one whose path is empty or climbs out of its folder.
+// The path is decoded before it is resolved, so that no spelling of ".." or "/" gets past.
+std::optional<PageUrl> parsePageUrl(std::string const& url) {
+  std::string const scheme = "coui://";
+  if (url.compare(0, scheme.size(), scheme) != 0) return std::nullopt;
+  std::string rest = url.substr(scheme.size(), url.find_first_of("?#") - scheme.size());
+  size_t slash = rest.find('/');
+  PageUrl parsed{rest.substr(0, slash), ""};
+  if (parsed.host.empty() || slash == std::string::npos ||
+      parsed.host.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-_") != std::string::npos)
+    return std::nullopt;
+  std::string decoded;
+  for (size_t i = slash; i < rest.size(); ++i) {
+    if (rest[i] != '%') {
+      decoded += rest[i];
+      continue;
+    }
+    int high = i + 2 < rest.size() ? hexValue(rest[i + 1]) : -1;
+    int low = high >= 0 ? hexValue(rest[i + 2]) : -1;
+    if (low < 0 || (high == 0 && low == 0)) return std::nullopt;
+    decoded += char(high * 16 + low);
+    i += 2;
+  }
+  std::vector<std::string> segments;
+  std::istringstream in(decoded);
+  for (std::string segment; std::getline(in, segment, '/');) {
+    if (segment.empty() || segment == ".") continue;
+    if (segment != "..") {
+      segments.push_back(segment);
+    } else if (segments.empty()) {
+      return std::nullopt;
+    } else {
+      segments.pop_back();
+    }
+  }
+  if (segments.empty()) return std::nullopt;
+  for (std::string const& segment : segments) parsed.path += (parsed.path.empty() ? "" : "/") + segment;
+  return parsed;
+}
+
 // Reads a whole file into the response's buffer; false if it can't be opened.
 bool readInto(std::string const& path, ResourceResponse* response, std::string const& logName) {
+  // A folder opens too, with a size of nonsense.
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error)) return false;
   std::ifstream in(path, std::ios::binary | std::ios::ate);
   if (!in) return false;
   auto size = size_t(in.tellg());
@@ -47,10 +106,15 @@ void FileHandler::WriteFile(wchar_t const* url, ResourceData* data) {
 }
 
 void ExternalFileHandler::ReadFile(wchar_t const* url, ResourceResponse* response) {
-  // What follows "coui://ui/".
-  std::string relative = ka::wstr_to_utf8(url);
-  relative = relative.size() > 10 ? relative.substr(10) : std::string();
-  std::string path = ka::path::join(root_, ka::path::posixToNative(relative));
+  // Only files inside the folder: a page or frame could otherwise read any file of the user's
+  // through a URL that climbs out of it ("coui:../../", "coui://ui/..%2f").
+  std::string text = ka::wstr_to_utf8(url);
+  std::optional<PageUrl> parsed = parsePageUrl(text);
+  if (!parsed) {
+    KA_LOG(Error) << "Refused to read " << text << ", which is not a file of the UI folder";
+    return response->SignalFailure();
+  }
+  std::string path = ka::path::join(root_, ka::path::posixToNative(parsed->path));
   KA_LOG(Info) << "Opening " << path;
   if (!readInto(path, response, path)) {
     KA_LOG(Error) << "Can't open " << path;
@@ -62,13 +126,10 @@ SynchronousFileHandler::SynchronousFileHandler(ka::RefNoCount<vorn::Filesystem> 
     : filesystem_(filesystem), disableBootCache_(disableBootCache) {}
 
 void SynchronousFileHandler::ReadFile(wchar_t const* url, ResourceResponse* response) {
-  // "coui://ui/x" becomes the virtual path "/ui/x".
-  std::string path = ka::wstr_to_utf8(url);
-  path = path.size() > 6 ? path.substr(6) : std::string();
-  size_t query = path.find('?');
-  if (query != std::string::npos) path.resize(query);
-  // Anything but a virtual path is no file of ours.
-  if (path.empty() || path[0] != '/') return response->SignalFailure();
+  // "coui://ui/x" becomes the virtual path "/ui/x"; nothing outside "/ui/" is the page's.
+  std::optional<PageUrl> parsed = parsePageUrl(ka::wstr_to_utf8(url));
+  if (!parsed || parsed->host != "ui") return response->SignalFailure();
+  std::string path = "/ui/" + parsed->path;
   if (path == kBootJsPath) return serveBootFile(bootJs_, response);
   if (path == kBootCssPath) return serveBootFile(bootCss_, response);
   if (!readInto(filesystem_->getSystemPath(path, nullptr), response, path)) response->SignalFailure();

@@ -2,26 +2,60 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/random.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <string>
 
 namespace webui {
+namespace {
+
+// The user's own runtime folder when there is one; its name must leave room in the handle.
+std::string surfaceFolder() {
+  char const* runtime = std::getenv("XDG_RUNTIME_DIR");
+  if (runtime && runtime[0] == '/' && std::strlen(runtime) < sizeof SurfaceHandle::name - 32) return runtime;
+  return "/tmp";
+}
+
+uint32_t randomNumber() {
+  uint32_t number = 0;
+  while (::getrandom(&number, sizeof number, 0) != ssize_t(sizeof number)) {
+  }
+  return number;
+}
+
+}  // namespace
+
+int createSurfaceFile(std::string const& path, unsigned long size) {
+  // The folder may be shared ("/tmp"): only a file made here and now is ours, never one that
+  // someone placed at the name, and a picture of the page is for the user's eyes alone.
+  int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  if (fd >= 0 && ::ftruncate(fd, off_t(size)) != 0) {
+    int error = errno;
+    ::close(fd);
+    ::unlink(path.c_str());
+    errno = error;
+    return -1;
+  }
+  return fd;
+}
 
 SurfaceHandle initSharedMemory(unsigned long size, SurfaceResponse* response) {
-  // Unseeded, so that runs reuse the same names and a file left by a crash is taken over.
-  std::string name = "/tmp/buffer_" + std::to_string(std::rand()) + "_" + std::to_string(std::rand());
+  // A name nobody can guess; a taken one is passed over for another.
+  std::string name;
   SurfaceHandle handle;
-  std::strncpy(handle.name, name.c_str(), sizeof handle.name - 1);
-  handle.fd = ::open(handle.name, O_RDWR | O_CREAT, 0666);
+  for (int attempt = 0; attempt < 8 && handle.fd < 0; ++attempt) {
+    name = surfaceFolder() + "/buffer_" + std::to_string(randomNumber()) + "_" + std::to_string(randomNumber());
+    handle.fd = createSurfaceFile(name, size);
+    if (handle.fd < 0 && errno != EEXIST) break;
+  }
   if (handle.fd < 0) std::cerr << "Could not create file " << name << " error " << errno << std::endl;
-  // Truncating to nothing first clears what an earlier run left in a reused file.
-  if (handle.fd >= 0 && (::ftruncate(handle.fd, 0) != 0 || ::ftruncate(handle.fd, off_t(size)) != 0))
-    std::cerr << "Could not size file " << name << " error " << errno << std::endl;
+  std::strncpy(handle.name, name.c_str(), sizeof handle.name - 1);
   response->Signal(handle);
   return handle;
 }

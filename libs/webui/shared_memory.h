@@ -1,12 +1,18 @@
-// The files through which the HTML engine's pictures reach the host: "/tmp/buffer_N_M", four
-// bytes a pixel in B, G, R, A order. The host makes, reads and removes them; the engine fills them.
+// The files through which the HTML engine's pictures reach the host: "buffer_N_M" in the user's
+// runtime folder ($XDG_RUNTIME_DIR, else "/tmp"), four bytes a pixel in B, G, R, A order. The
+// host makes, reads and removes them; the engine fills them.
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 #include "webui/listeners.h"
 
 namespace webui {
+
+// Makes a new file at `path`, `size` zero bytes, that only the user may read, and returns its
+// descriptor; -1 with errno set if it can't, or if anything is there already, a link included.
+int createSurfaceFile(std::string const& path, unsigned long size);
 
 // Makes a zero-filled file of `size` bytes and hands its handle to `response`. A file that
 // can't be made is reported on the error stream and handed on with descriptor -1.

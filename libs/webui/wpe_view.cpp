@@ -109,32 +109,45 @@ struct SurfaceAnswer : SurfaceResponse {
 
 }  // namespace
 
+// What the engine's picture export calls back into. The export goes with the engine's web view,
+// which may outlive ours (an unanswered script holds it), so it never points at the view itself:
+// the view clears `view` when it goes, and pictures that come later are handed straight back.
+struct WpeView::Export {
+  WpeView* view;
+  wpe_view_backend_exportable_fdo* exportable;
+};
+
 WpeView::WpeView(WpeWebUI& ui, WebKitWebContext* context, ViewListener* listener, Options const& options)
     : ui_(ui), listener_(listener), id_(options.id), secret_(options.secret), url_(options.url) {
   static wpe_view_backend_exportable_fdo_client const client = {nullptr, nullptr, &WpeView::onShmBuffer, nullptr,
                                                                  nullptr};
-  exportable_ = wpe_view_backend_exportable_fdo_create(&client, this, uint32_t(options.width),
+  export_ = new Export{this, nullptr};
+  exportable_ = wpe_view_backend_exportable_fdo_create(&client, export_, uint32_t(options.width),
                                                        uint32_t(options.height));
+  export_->exportable = exportable_;
   wpe_view_backend* backend = wpe_view_backend_exportable_fdo_get_view_backend(exportable_);
-  // The web view owns the backend from here and ends it with itself.
-  WebKitWebViewBackend* viewBackend = webkit_web_view_backend_new(
-      backend, reinterpret_cast<GDestroyNotify>(wpe_view_backend_exportable_fdo_destroy), exportable_);
+  // The web view owns the backend from here and ends it, and the export, with itself.
+  WebKitWebViewBackend* viewBackend = webkit_web_view_backend_new(backend, &WpeView::endExport, export_);
 
   content_ = webkit_user_content_manager_new();
   webkit_user_content_manager_register_script_message_handler(content_, "engine");
   g_signal_connect(content_, "script-message-received::engine", G_CALLBACK(&WpeView::onMessage), this);
+  // Only the launcher's own documents get the bridge and its secret: a page of another site
+  // that reaches the top frame after all finds no `engine` there.
+  static char const* const ours[] = {"coui://*/*", nullptr};
   for (std::string const& source : {pageScript(secret_), options.startScript}) {
     if (source.empty()) continue;
-    WebKitUserScript* script =
-        webkit_user_script_new(source.c_str(), WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
-                               WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, nullptr, nullptr);
+    WebKitUserScript* script = webkit_user_script_new(source.c_str(), WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
+                                                      WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, ours, nullptr);
     webkit_user_content_manager_add_script(content_, script);
     webkit_user_script_unref(script);
   }
+  webkit_user_content_manager_add_filter(content_, options.topFrameRules);
 
   view_ = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "backend", viewBackend, "web-context", context,
                                        "user-content-manager", content_, nullptr));
   g_signal_connect(view_, "decide-policy", G_CALLBACK(&WpeView::onDecidePolicy), this);
+  g_signal_connect(view_, "load-failed", G_CALLBACK(&WpeView::onLoadFailed), this);
   g_signal_connect(view_, "notify::uri", G_CALLBACK(&WpeView::onUriChanged), this);
   wpe_view_backend_add_activity_state(backend, wpe_view_activity_state_visible | wpe_view_activity_state_focused |
                                                    wpe_view_activity_state_in_window);
@@ -142,6 +155,7 @@ WpeView::WpeView(WpeWebUI& ui, WebKitWebContext* context, ViewListener* listener
 }
 
 WpeView::~WpeView() {
+  export_->view = nullptr;
   dropSurface();
   g_signal_handlers_disconnect_by_data(view_, this);
   g_signal_handlers_disconnect_by_data(content_, this);
@@ -244,14 +258,23 @@ void WpeView::key(uint32_t keysym, bool pressed, uint32_t modifiers) {
   wpe_view_backend_dispatch_keyboard_event(wpe_view_backend_exportable_fdo_get_view_backend(exportable_), &event);
 }
 
-void WpeView::onShmBuffer(void* self, wpe_fdo_shm_exported_buffer* exported) {
-  auto* view = static_cast<WpeView*>(self);
-  wl_shm_buffer* buffer = wpe_fdo_shm_exported_buffer_get_shm_buffer(exported);
-  wl_shm_buffer_begin_access(buffer);
-  view->deliver(static_cast<unsigned char const*>(wl_shm_buffer_get_data(buffer)), wl_shm_buffer_get_width(buffer),
-                wl_shm_buffer_get_height(buffer), wl_shm_buffer_get_stride(buffer));
-  wl_shm_buffer_end_access(buffer);
-  wpe_view_backend_exportable_fdo_dispatch_release_shm_exported_buffer(view->exportable_, exported);
+void WpeView::onShmBuffer(void* link, wpe_fdo_shm_exported_buffer* exported) {
+  auto* target = static_cast<Export*>(link);
+  if (target->view) {
+    wl_shm_buffer* buffer = wpe_fdo_shm_exported_buffer_get_shm_buffer(exported);
+    wl_shm_buffer_begin_access(buffer);
+    target->view->deliver(static_cast<unsigned char const*>(wl_shm_buffer_get_data(buffer)),
+                          wl_shm_buffer_get_width(buffer), wl_shm_buffer_get_height(buffer),
+                          wl_shm_buffer_get_stride(buffer));
+    wl_shm_buffer_end_access(buffer);
+  }
+  wpe_view_backend_exportable_fdo_dispatch_release_shm_exported_buffer(target->exportable, exported);
+}
+
+void WpeView::endExport(void* link) {
+  auto* target = static_cast<Export*>(link);
+  wpe_view_backend_exportable_fdo_destroy(target->exportable);
+  delete target;
 }
 
 void WpeView::deliver(unsigned char const* pixels, int width, int height, int stride) {
@@ -304,13 +327,13 @@ void WpeView::handleMessage(std::string const& text) {
     message = ka::Json::readFrom(in);
     if (message.type() != ka::Json::TYPE_Object) throw std::runtime_error("not an object");
   } catch (std::runtime_error const&) {
-    KA_LOG(Error) << "Refused a malformed message from a page";
+    logRefusal("Refused a malformed message from a page");
     return;
   }
   std::string name = message.get("name").asString("");
   // Only our script in our page knows the secret; anything else on the page is refused.
   if (message.get("secret").asString("") != secret_) {
-    KA_LOG(Error) << "Refused a call of \"" << name << "\" that did not come from the launcher's page";
+    logRefusal("Refused a call of \"" + name + "\" that did not come from the launcher's page");
     return;
   }
   if (message.hasKey("log")) {
@@ -332,6 +355,15 @@ void WpeView::handleMessage(std::string const& text) {
   runScript("window.engine._settle(" + id + ", true, " + literal(result) + ");");
 }
 
+void WpeView::logRefusal(std::string const& line) {
+  // Any frame may post to the bridge, as often as it likes; the engine does not say which frame
+  // a message came from, so only the view's first refusal is logged, lest a hostile frame fill
+  // the disk with the log.
+  if (refusalLogged_) return;
+  refusalLogged_ = true;
+  KA_LOG(Error) << line << " (later refusals in this view are not logged)";
+}
+
 int WpeView::onDecidePolicy(WebKitWebView*, WebKitPolicyDecision* decision, int type, void*) {
   if (type != WEBKIT_POLICY_DECISION_TYPE_NEW_WINDOW_ACTION) return FALSE;
   WebKitNavigationAction* action =
@@ -339,6 +371,17 @@ int WpeView::onDecidePolicy(WebKitWebView*, WebKitPolicyDecision* decision, int 
   WebKitURIRequest* request = webkit_navigation_action_get_request(action);
   KA_LOG(Error) << "Refused to open a window for " << webkit_uri_request_get_uri(request);
   webkit_policy_decision_ignore(decision);
+  return TRUE;
+}
+
+int WpeView::onLoadFailed(WebKitWebView*, int, char const* uri, void* error, void*) {
+  std::string failing = uri ? uri : "";
+  if (failing.rfind("coui://", 0) == 0 ||
+      g_error_matches(static_cast<GError*>(error), WEBKIT_NETWORK_ERROR, WEBKIT_NETWORK_ERROR_CANCELLED))
+    return FALSE;
+  // The system's rules stopped another site from taking the top frame; the page stays, without
+  // the engine's error page in its place.
+  KA_LOG(Error) << "Refused to navigate the launcher's page to " << failing;
   return TRUE;
 }
 

@@ -19,6 +19,7 @@ typedef struct _WebKitUserContentManager WebKitUserContentManager;
 typedef struct _WebKitJavascriptResult WebKitJavascriptResult;
 typedef struct _WebKitPolicyDecision WebKitPolicyDecision;
 typedef struct _WebKitURISchemeRequest WebKitURISchemeRequest;
+typedef struct _WebKitUserContentFilter WebKitUserContentFilter;
 
 namespace webui {
 
@@ -33,6 +34,7 @@ class WpeView : public View, public ScriptEventWriter {
     int height;
     std::string startScript;
     std::string secret;
+    WebKitUserContentFilter* topFrameRules;  // the system's, kept by it
   };
 
   WpeView(WpeWebUI& ui, WebKitWebContext* context, ViewListener* listener, Options const& options);
@@ -61,15 +63,20 @@ class WpeView : public View, public ScriptEventWriter {
   void keyEvent(KeyEventData const& record);
 
  private:
-  static void onShmBuffer(void* self, wpe_fdo_shm_exported_buffer* buffer);
+  struct Export;
+
+  static void onShmBuffer(void* link, wpe_fdo_shm_exported_buffer* buffer);
+  static void endExport(void* link);
   static void onMessage(WebKitUserContentManager*, WebKitJavascriptResult* result, void* self);
   static int onDecidePolicy(WebKitWebView*, WebKitPolicyDecision* decision, int type, void* self);
+  static int onLoadFailed(WebKitWebView*, int event, char const* uri, void* error, void* self);
   static void onUriChanged(WebKitWebView* web, void* property, void* self);
 
   void deliver(unsigned char const* pixels, int width, int height, int stride);
   bool ensureSurface(int width, int height);
   void dropSurface();
   void handleMessage(std::string const& text);
+  void logRefusal(std::string const& line);
   void runScript(std::string const& script);
   void key(uint32_t keysym, bool pressed, uint32_t modifiers);
 
@@ -78,11 +85,13 @@ class WpeView : public View, public ScriptEventWriter {
   int id_;
   std::string secret_;
   std::string url_;  // the page's own address
+  Export* export_ = nullptr;  // the engine's, once the web view has it
   wpe_view_backend_exportable_fdo* exportable_ = nullptr;
   WebKitUserContentManager* content_ = nullptr;
   WebKitWebView* view_ = nullptr;
   std::map<std::string, Command> commands_;
   bool destroyed_ = false;
+  bool refusalLogged_ = false;
   uint32_t pressedButtons_ = 0;  // the engine's pointer modifier bits
 
   SurfaceHandle surface_;

@@ -5,6 +5,7 @@
 #include <wpe/webkit.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <mutex>
 #include <stdexcept>
 
@@ -22,6 +23,10 @@ namespace {
 // The engine's backend is loaded and set to hand over pictures in shared memory once a process.
 bool initializeEngine() {
   static bool const ready = [] {
+    // The page is drawn off-screen, so no assistive technology can reach it through the engine,
+    // which would otherwise look for the accessibility bus and, on most machines, print that it
+    // found none. An empty address turns its bridge off; a user's own address is left alone.
+    if (!std::getenv("AT_SPI_BUS_ADDRESS")) ::setenv("WEBKIT_A11Y_BUS_ADDRESS", "", 0);
     return wpe_loader_init("libWPEBackend-fdo-1.0.so.1") && wpe_fdo_initialize_shm();
   }();
   return ready;
@@ -42,6 +47,47 @@ char const* mimeType(std::string const& path) {
   for (auto const& [extension, type] : types)
     if (ext == extension) return type;
   return "application/octet-stream";
+}
+
+// What the engine may show in a page's top frame: coui:// documents and nothing else. The engine
+// applies these rules in the page's own process before a navigation starts, for the top frame
+// alone, so frames (a stream's news) stay free to move within themselves. The navigation
+// policy can't do this here: it is told neither which frame a navigation is for nor, until a
+// new page has committed, where the top frame is going.
+constexpr char kTopFrameRules[] = R"([
+  {"trigger": {"url-filter": ".*", "resource-type": ["document"], "load-context": ["top-frame"]},
+   "action": {"type": "block"}},
+  {"trigger": {"url-filter": "^coui:", "resource-type": ["document"], "load-context": ["top-frame"]},
+   "action": {"type": "ignore-previous-rules"}}
+])";
+
+struct CompiledRules {
+  WebKitUserContentFilter* rules = nullptr;
+  std::string error;
+  bool done = false;
+};
+
+void rulesCompiled(GObject* store, GAsyncResult* result, gpointer out) {
+  auto* compiled = static_cast<CompiledRules*>(out);
+  GError* error = nullptr;
+  compiled->rules =
+      webkit_user_content_filter_store_save_finish(WEBKIT_USER_CONTENT_FILTER_STORE(store), result, &error);
+  if (error) compiled->error = error->message;
+  g_clear_error(&error);
+  compiled->done = true;
+}
+
+// The engine compiles rules into a folder of its own; null if it can't.
+WebKitUserContentFilter* compileTopFrameRules(std::string const& folder) {
+  WebKitUserContentFilterStore* store = webkit_user_content_filter_store_new(folder.c_str());
+  GBytes* source = g_bytes_new_static(kTopFrameRules, sizeof kTopFrameRules - 1);
+  CompiledRules compiled;
+  webkit_user_content_filter_store_save(store, "top-frame", source, nullptr, &rulesCompiled, &compiled);
+  while (!compiled.done) g_main_context_iteration(nullptr, TRUE);
+  g_bytes_unref(source);
+  g_object_unref(store);
+  if (!compiled.rules) KA_LOG(Error) << "Could not compile the page's navigation rules: " << compiled.error;
+  return compiled.rules;
 }
 
 // Collects one file's bytes from a handler.
@@ -81,15 +127,29 @@ WpeWebUI::WpeWebUI(WebUISettings const& settings, EventListener* listener, std::
   context_ = webkit_web_context_new_with_website_data_manager(data);
   g_object_unref(data);
   if (!context_) throw std::runtime_error("Coherent InitializeUISystem failed,");
+  topFrameRules_ = compileTopFrameRules(ka::path::join(localStore, "content-rules"));
+  if (!topFrameRules_) {
+    g_object_unref(context_);
+    throw std::runtime_error("Coherent InitializeUISystem failed,");
+  }
   webkit_web_context_register_uri_scheme(context_, "coui", &WpeWebUI::serve, this, nullptr);
   WebKitSecurityManager* security = webkit_web_context_get_security_manager(context_);
   webkit_security_manager_register_uri_scheme_as_secure(security, "coui");
   webkit_security_manager_register_uri_scheme_as_cors_enabled(security, "coui");
+  // Local, as file: is: a page from another site (a news frame) can neither load the launcher's
+  // files nor frame its page.
+  webkit_security_manager_register_uri_scheme_as_local(security, "coui");
+  g_signal_connect(context_, "download-started", G_CALLBACK(&WpeWebUI::refuseDownload), nullptr);
 }
 
 WpeWebUI::~WpeWebUI() {
   KA_LOG(Info) << "Shutting down CoherentUI";
   views_.clear();
+  // A page's process lets go of its storage a little after its view has gone; if the storage
+  // went first, the network process would print a complaint about it at every end.
+  for (gint64 end = g_get_monotonic_time() + 200000; g_get_monotonic_time() < end; g_usleep(1000))
+    g_main_context_iteration(nullptr, FALSE);
+  webkit_user_content_filter_unref(topFrameRules_);
   g_object_unref(context_);
   // Let the engine finish what the views' ends set in motion.
   while (g_main_context_iteration(nullptr, FALSE)) {
@@ -119,7 +179,7 @@ void WpeWebUI::loadLocalView(std::string const& path, int width, int height, Vie
 
 void WpeWebUI::loadUrl(std::string const& url, int width, int height, ViewListener* listener, bool,
                        std::string const& script) {
-  WpeView::Options options{nextViewId_++, url, width, height, script, secret_};
+  WpeView::Options options{nextViewId_++, url, width, height, script, secret_, topFrameRules_};
   views_.push_back(std::make_unique<WpeView>(*this, context_, listener, options));
   WpeView* view = views_.back().get();
   // The page may call commands only once they are bound; its first message is read later.
@@ -152,6 +212,14 @@ void WpeWebUI::dispatchToView(vorn::UIEvent const& event, View* view) {
 void WpeWebUI::log(int severity, std::string const& text) {
   std::string line = text + '\0';
   logHandler_.WriteLog(severity, line.data(), line.size());
+}
+
+void WpeWebUI::refuseDownload(WebKitWebContext*, WebKitDownload* download, void*) {
+  // The launcher has no use for downloads, and any frame could start one that writes into the
+  // user's home without a click. Refused before the engine picks a place for the file.
+  WebKitURIRequest* request = webkit_download_get_request(download);
+  KA_LOG(Error) << "Refused a download of " << (request ? webkit_uri_request_get_uri(request) : "");
+  webkit_download_cancel(download);
 }
 
 void WpeWebUI::serve(WebKitURISchemeRequest* request, void* self) {

@@ -11,6 +11,8 @@
 #include "webui/webui.h"
 #include "webui/wpe_view.h"
 
+typedef struct _WebKitDownload WebKitDownload;
+
 namespace vorn {
 class Platform;
 }
@@ -28,6 +30,7 @@ class WpeWebUI : public WebUI {
   void update(float seconds) override;
   void loadLocalView(std::string const& path, int width, int height, ViewListener* listener, bool transparent,
                      std::string const& script) override;
+  // The same for any URL; a view's top frame shows coui:// documents only.
   void loadUrl(std::string const& url, int width, int height, ViewListener* listener, bool transparent,
                std::string const& script);
   void dispatchToView(vorn::UIEvent const& event, View* view) override;
@@ -37,6 +40,7 @@ class WpeWebUI : public WebUI {
 
  private:
   static void serve(WebKitURISchemeRequest* request, void* self);
+  static void refuseDownload(WebKitWebContext*, WebKitDownload* download, void*);
 
   std::string contentRoot_ = "coui://ui/";
   EventListener* listener_;
@@ -44,6 +48,7 @@ class WpeWebUI : public WebUI {
   WebUILogHandler logHandler_;
   std::string secret_;
   WebKitWebContext* context_ = nullptr;
+  WebKitUserContentFilter* topFrameRules_ = nullptr;
   std::vector<std::unique_ptr<WpeView>> views_;
   std::vector<std::function<void()>> pending_;  // callbacks due at the next update
   int nextViewId_ = 1;

@@ -2,12 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "ka/logsink.h"
 #include "webui/log_handler.h"
 #include "webui/log_severity.h"
-#include "webui/shared_memory.h"
 
 namespace {
 
@@ -70,29 +67,6 @@ TEST(WebUILogHandler, WritesTheEnginesLinesAtInfoWithoutTheClosingCharacter) {
   handler.WriteLog(2, "chatter\n", 8);
   ASSERT_EQ(log.messages().size(), 1u);
   EXPECT_NE(log.messages()[0].find(" INFO [COUI] broken\n"), std::string::npos) << log.messages()[0];
-}
-
-struct Answer : webui::SurfaceResponse {
-  void Signal(webui::SurfaceHandle handle) override { this->handle = handle; }
-  webui::SurfaceHandle handle;
-};
-
-TEST(SharedMemory, MakesReadsAndRemovesAPictureFile) {
-  Answer answer;
-  webui::SurfaceHandle handle = webui::initSharedMemory(64, &answer);
-  EXPECT_EQ(std::string(answer.handle.name), handle.name);
-  EXPECT_EQ(std::string(handle.name).rfind("/tmp/buffer_", 0), 0u);
-  ASSERT_GE(handle.fd, 0);
-  EXPECT_EQ(std::filesystem::file_size(handle.name), 64u);
-  std::vector<char> picture(64, 'x');
-  ASSERT_TRUE(webui::readFromSharedMemory(handle, 64, picture.data()));
-  EXPECT_EQ(picture, std::vector<char>(64, '\0')) << "a new surface starts blank";
-  ASSERT_EQ(pwrite(handle.fd, "BGRA", 4, 8), 4);
-  ASSERT_TRUE(webui::readFromSharedMemoryIntoBuffer(handle, picture.data(), 64));
-  EXPECT_EQ(std::string(picture.data() + 8, 4), "BGRA");
-  std::string name = handle.name;
-  webui::destroySharedMemory(handle);
-  EXPECT_FALSE(std::filesystem::exists(name));
 }
 
 }  // namespace

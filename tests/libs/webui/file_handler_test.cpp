@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "ka/logsink.h"
+#include "ka/strutil.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -61,6 +64,67 @@ TEST(ExternalFileHandler, ReadsBelowItsRootAndNeverWrites) {
   EXPECT_NE(logText(log).find(". Coherent file writing is disabled."), std::string::npos);
 }
 
+// URLs that name files outside the handler's folder, in the forms a page or a frame could
+// write them; the engine passes some of them on as they are.
+std::vector<std::wstring> escapes(std::string const& outside) {
+  std::wstring absolute = ka::utf8_to_wstr(outside);
+  return {
+      L"coui:../../../secret.txt",
+      L"coui:../../secret.txt",
+      L"coui://ui/../secret.txt",
+      L"coui://ui/css/../../secret.txt",
+      L"coui://ui/%2e%2e/secret.txt",
+      L"coui://ui/.%2E/secret.txt",
+      L"coui://ui/..%2fsecret.txt",
+      L"coui://ui/css%2f..%2f..%2fsecret.txt",
+      L"coui://ui/" + absolute,
+      L"coui://ui/..",
+      L"coui:" + absolute,
+      L"coui://" + absolute,
+      L"coui:///../secret.txt",
+      L"coui://../secret.txt",
+      L"coui://ui/index.html%00.png",
+  };
+}
+
+TEST(ExternalFileHandler, ServesNothingOutsideItsFolder) {
+  TempDir outer;
+  std::filesystem::create_directories(outer.file("ui/css"));
+  outer.write("secret.txt", "secret");
+  outer.write("ui/index.html", "<html></html>");
+  outer.write("ui/a b.html", "spaced");
+  webui::ExternalFileHandler handler(outer.file("ui"));
+  ka::LogSinkMemory log(0);
+  for (std::wstring const& url : escapes(outer.file("secret.txt"))) {
+    Response response;
+    handler.ReadFile(url.c_str(), &response);
+    EXPECT_EQ(response.outcome, "failure") << ka::wstr_to_utf8(url);
+    EXPECT_EQ(response.text().find("secret"), std::string::npos) << ka::wstr_to_utf8(url);
+  }
+  // What stays inside is served, once decoded and without its query or fragment.
+  struct Case {
+    wchar_t const* url;
+    char const* text;
+  } const inside[] = {
+      {L"coui://ui/css/../index.html", "<html></html>"},
+      {L"coui://ui/./index.html?v=2#top", "<html></html>"},
+      {L"coui://ui//index.html", "<html></html>"},
+      {L"coui://ui/a%20b.html", "spaced"},
+  };
+  for (Case const& c : inside) {
+    Response response;
+    handler.ReadFile(c.url, &response);
+    EXPECT_EQ(response.outcome, "success") << ka::wstr_to_utf8(c.url);
+    EXPECT_EQ(response.text(), c.text) << ka::wstr_to_utf8(c.url);
+  }
+  Response folder;
+  handler.ReadFile(L"coui://ui/css", &folder);
+  EXPECT_EQ(folder.outcome, "failure") << "a folder is no file";
+  EXPECT_NE(logText(log).find(" ERROR Refused to read coui://ui/../secret.txt, which is not a file of the UI folder\n"),
+            std::string::npos)
+      << logText(log);
+}
+
 class SynchronousFileHandlerTest : public ::testing::Test {
  protected:
   SynchronousFileHandlerTest() {
@@ -101,6 +165,18 @@ TEST_F(SynchronousFileHandlerTest, JoinsTheBootFilesByTheirOwnExtensions) {
   EXPECT_EQ(read(uncached, L"coui://ui/alpha/shared/js/boot.js"), "var a = 10;\nvar b = 2;\n");
   root.write("ui/lib/a.js", "var a = 11;\n");
   EXPECT_EQ(read(uncached, L"coui://ui/alpha/shared/js/boot.js"), "var a = 11;\nvar b = 2;\n");
+}
+
+TEST_F(SynchronousFileHandlerTest, ServesNothingOutsideTheUIFolder) {
+  root.write("secret.txt", "secret");
+  root.write("ui/boot.json", R"({"js": ["/ui/lib/a.js"]})");
+  webui::SynchronousFileHandler handler(filesystem, false);
+  std::vector<std::wstring> urls = escapes(root.file("secret.txt"));
+  urls.push_back(L"coui://other/../secret.txt");
+  urls.push_back(L"coui:/secret.txt");
+  for (std::wstring const& url : urls) EXPECT_EQ(read(handler, url.c_str()), "<failure>") << ka::wstr_to_utf8(url);
+  EXPECT_EQ(read(handler, L"coui://ui/lib/../index.html"), "<html></html>");
+  EXPECT_EQ(read(handler, L"coui://ui/alpha/shared/js/../js/boot.js"), "var a = 1;\n");
 }
 
 TEST_F(SynchronousFileHandlerTest, ABrokenListLeavesTheBootFilesFailing) {

@@ -2,12 +2,17 @@
 // object both ways, pictures in shared memory, input, local storage and the page's limits.
 #include "webui/wpe_web_ui.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
+#include <initializer_list>
 #include <map>
+#include <mutex>
 #include <thread>
 
 #include "game/headless_platform.h"
@@ -138,6 +143,52 @@ class WpeWebUITest : public ::testing::Test {
   ka::LogSinkMemory log{0};
 };
 
+// A remote site on 127.0.0.1 for the length of a test: fixed pages, and every path asked for.
+class Site {
+ public:
+  struct Page {
+    Page(std::string body, std::string type = "text/html", std::string disposition = "")
+        : body(std::move(body)), type(std::move(type)), disposition(std::move(disposition)) {}
+    std::string body;
+    std::string type;
+    std::string disposition;  // Content-Disposition, if any
+  };
+
+  Site(std::initializer_list<std::pair<std::string const, Page>> pages) : pages_(pages) {
+    server_.routes().Get(".*", [this](httplib::Request const& request, httplib::Response& response) {
+      std::lock_guard<std::mutex> lock(mutex_);
+      asked_.push_back(request.path);
+      auto page = pages_.find(request.path);
+      if (page == pages_.end()) {
+        response.status = 404;
+        return;
+      }
+      if (!page->second.disposition.empty()) response.set_header("Content-Disposition", page->second.disposition);
+      response.set_content(page->second.body, page->second.type);
+    });
+    server_.start();
+  }
+
+  std::string url(std::string const& path) const { return server_.url(path); }
+  bool asked(std::string const& path) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return std::find(asked_.begin(), asked_.end(), path) != asked_.end();
+  }
+
+ private:
+  LocalHttpServer server_;
+  std::map<std::string, Page> pages_;
+  mutable std::mutex mutex_;
+  std::vector<std::string> asked_;
+};
+
+// Lines of the log that hold `text`.
+size_t countLines(ka::LogSinkMemory const& log, std::string const& text) {
+  auto const& lines = log.messages();
+  return size_t(std::count_if(lines.begin(), lines.end(),
+                              [&](std::string const& line) { return line.find(text) != std::string::npos; }));
+}
+
 std::string const kBridgePage = R"HTML(<!DOCTYPE html><html><body><script>
   engine.on('greet', (word, flag, number) => engine.call('report', 'greet', word, flag, number));
   engine.call('report', 'params', JSON.stringify(gEngineParams));
@@ -184,6 +235,40 @@ TEST_F(WpeWebUITest, PicturesArriveInTheSharedFileInBGRAOrder) {
   EXPECT_EQ(std::filesystem::file_size(host.files.back()), 200u * 100u * 4u);
   host.ui.reset();
   EXPECT_FALSE(std::filesystem::exists(host.files.back())) << "the surface goes with its view";
+}
+
+TEST_F(WpeWebUITest, NoPictureReachesAViewThatWent) {
+  // A new picture and a call every frame, so that pictures and answers are on their way when
+  // the view goes. Several systems in a row: the engine may keep a view's export alive past the
+  // view, and its late pictures then come while the system ends or a later one runs.
+  std::string const page = R"HTML(<!DOCTYPE html><html><body style="margin:0"><script>
+    let hue = 0;
+    const step = () => {
+      hue = (hue + 7) % 360;
+      document.body.style.background = 'hsl(' + hue + ', 80%, 50%)';
+      engine.call('report', 'frame');
+      requestAnimationFrame(step);
+    };
+    step();
+  </script></body></html>)HTML";
+  for (int run = 0; run < 6; ++run) {
+    Host host;
+    start(host, page);
+    ASSERT_TRUE(host.until([&] { return host.draws > 2; })) << logText();
+    // Every other time the page's view ends first and the system goes on for a while.
+    bool const viewFirst = run % 2 == 0;
+    if (viewFirst) {
+      host.view->Destroy();
+      host.ui->update(0.016f);
+      EXPECT_EQ(host.destroyed, 1) << "the surface goes with its view";
+      host.until([] { return false; }, 1);
+    }
+    int const draws = host.draws;
+    size_t const surfaces = host.surfaces.size();
+    host.ui.reset();
+    EXPECT_EQ(host.draws, draws) << "run " << run;
+    EXPECT_EQ(host.surfaces.size(), surfaces) << "run " << run;
+  }
 }
 
 TEST_F(WpeWebUITest, MouseAndKeysReachThePage) {
@@ -304,6 +389,135 @@ TEST_F(WpeWebUITest, ANewsPageLoadsInAFrame) {
   EXPECT_TRUE(host.until([&] { return requests > 0; }, 5)) << logText();
   host.ui.reset();
   news.stop();
+}
+
+TEST_F(WpeWebUITest, AFrameCannotTakeOverThePage) {
+  // A news frame whose link, clicked once, would put another site in the page's place. The
+  // site's own pages may still move within their frames.
+  Site site({
+      {"/news", {R"HTML(<body style="margin:0"><a href="/escape" target="_top"
+          style="display:block;width:300px;height:150px;background:red">Read more</a>
+          <script>new Image().src = '/news-ready';</script></body>)HTML"}},
+      {"/escape", {R"HTML(<script>
+          if (window.engine) engine.call('report', 'escaped', location.href);
+          new Image().src = '/escape-ran?engine=' + typeof window.engine;</script>)HTML"}},
+      {"/hop", {"<script>location.replace('/hopped');</script>"}},
+      {"/hopped", {"<p>moved on</p>"}},
+  });
+  Host host;
+  start(host, R"HTML(<!DOCTYPE html><html><body style="margin:0">
+    <iframe src=")HTML" + site.url("/news") +
+                  R"HTML(" style="position:absolute;left:0;top:0;width:300px;height:150px;border:0"></iframe>
+    <iframe src=")HTML" + site.url("/hop") +
+                  R"HTML(" style="position:absolute;left:0;top:160px;width:100px;height:30px;border:0"></iframe>
+    <script>
+      engine.on('still', () => engine.call('report', 'still here', location.href));
+      engine.call('report', 'ready');
+    </script></body></html>)HTML");
+  ASSERT_TRUE(host.reported("ready")) << logText();
+  ASSERT_TRUE(host.until([&] { return site.asked("/news-ready") && site.asked("/hopped") && host.draws > 0; }))
+      << logText();
+  host.until([] { return false; }, 1);  // the frame's link laid out and drawn
+
+  host.ui->dispatchToView(vorn::MouseMoveEvent(50, 50, 0), host.view);
+  host.ui->dispatchToView(vorn::MouseButtonEvent(50, 50, vorn::KC_LeftMouse, vorn::BA_Down, 0), host.view);
+  host.ui->dispatchToView(vorn::MouseButtonEvent(50, 50, vorn::KC_LeftMouse, vorn::BA_Up, 0), host.view);
+  std::string const refused = "ERROR Refused to navigate the launcher's page to " + site.url("/escape");
+  host.until([&] { return logText().find(refused) != std::string::npos || !host.report("escaped").empty(); }, 10);
+  host.until([] { return false; }, 1);
+  EXPECT_TRUE(host.report("escaped").empty()) << "another site's page got the engine object";
+  EXPECT_FALSE(site.asked("/escape")) << "the page was asked for before it was refused";
+  EXPECT_NE(logText().find(refused), std::string::npos) << logText();
+  host.view->TriggerEvent("still");
+  ASSERT_TRUE(host.reported("still here"));
+  EXPECT_EQ(host.report("still here")[1].rfind("coui://ui/index.html", 0), 0u);
+  host.ui.reset();
+}
+
+TEST_F(WpeWebUITest, AFrameCannotReachThePagesFiles) {
+  folder.write("ui/secret.js", "window.stolen = true;");
+  Site site({{"/news", {R"HTML(<script src="coui://ui/secret.js"
+      onload="new Image().src = '/loaded'" onerror="new Image().src = '/refused'"></script>
+      <iframe src="coui://ui/index.html" onload="new Image().src = '/framed'"></iframe>)HTML"}}});
+  Host host;
+  start(host, "<!DOCTYPE html><html><body><iframe src=\"" + site.url("/news") +
+                  "\"></iframe><script>engine.call('report', 'ready');</script></body></html>");
+  ASSERT_TRUE(host.reported("ready")) << logText();
+  ASSERT_TRUE(host.until([&] { return site.asked("/loaded") || site.asked("/refused"); })) << logText();
+  host.until([] { return false; }, 1);
+  EXPECT_TRUE(site.asked("/refused"));
+  EXPECT_FALSE(site.asked("/loaded"));
+  EXPECT_EQ(logText().find("Opening " + folder.file("ui/secret.js")), std::string::npos)
+      << "the file was read for another site";
+  EXPECT_EQ(countLines(log, "Opening " + folder.file("ui/index.html")), 1u)
+      << "the page was read for another site's frame";
+  host.ui.reset();
+}
+
+TEST_F(WpeWebUITest, AFrameCannotDownload) {
+  // A unique name, looked for where the engine would put a download.
+  std::string const name = "zandor-" + std::to_string(::getpid()) + "-" + std::to_string(std::rand()) + ".bin";
+  std::vector<std::string> places;
+  if (char const* home = std::getenv("HOME")) places = {std::string(home) + "/" + name, std::string(home) + "/Downloads/" + name};
+  Site site({
+      {"/news", {"<iframe src=\"/file\"></iframe><script>new Image().src = '/news-ready';</script>"}},
+      {"/file", {std::string(4096, 'x'), "application/octet-stream", "attachment; filename=\"" + name + "\""}},
+  });
+  Host host;
+  start(host, "<!DOCTYPE html><html><body><iframe src=\"" + site.url("/news") +
+                  "\"></iframe><script>engine.call('report', 'ready');</script></body></html>");
+  ASSERT_TRUE(host.reported("ready")) << logText();
+  ASSERT_TRUE(host.until([&] { return site.asked("/file"); })) << logText();
+  std::string const refused = "ERROR Refused a download of " + site.url("/file");
+  host.until([&] { return logText().find(refused) != std::string::npos; }, 5);
+  host.until([] { return false; }, 1);
+  EXPECT_EQ(countLines(log, refused), 1u) << logText();
+  for (std::string const& place : places) {
+    EXPECT_FALSE(std::filesystem::exists(place)) << place;
+    std::filesystem::remove(place);
+  }
+  host.ui.reset();
+}
+
+TEST_F(WpeWebUITest, AFrameCannotFloodTheLog) {
+  Site site({{"/flood", {R"HTML(<script>
+      const channel = window.webkit.messageHandlers.engine;
+      for (let i = 0; i < 200; ++i) {
+        channel.postMessage(JSON.stringify({ id: i, name: 'report', args: ['forged'] }));
+        channel.postMessage('not a message');
+      }
+      new Image().src = '/flooded';</script>)HTML"}}});
+  Host host;
+  start(host, "<!DOCTYPE html><html><body><iframe src=\"" + site.url("/flood") +
+                  "\"></iframe><script>engine.on('still', () => engine.call('report', 'still here'));"
+                  "engine.call('report', 'ready');</script></body></html>");
+  ASSERT_TRUE(host.reported("ready")) << logText();
+  ASSERT_TRUE(host.until([&] { return site.asked("/flooded"); })) << logText();
+  host.until([] { return false; }, 1);
+  EXPECT_TRUE(host.report("forged").empty());
+  EXPECT_EQ(countLines(log, "Refused"), 1u) << "the first refusal only" << logText();
+  host.view->TriggerEvent("still");
+  EXPECT_TRUE(host.reported("still here")) << "the page's own calls still go through";
+  host.ui.reset();
+}
+
+TEST_F(WpeWebUITest, TheEngineStartsAndStopsQuietly) {
+  // In a process of its own: the engine looks for the accessibility bus once a process. Local
+  // storage is used, as the launcher's page does, since its end is what the network process
+  // complained about.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        Host host;
+        start(host, "<script>localStorage.setItem('seen', 'yes'); engine.call('report', 'stored');</script>");
+        bool const stored = host.reported("stored");
+        host.ui.reset();
+        std::filesystem::remove_all(folder.path());
+        std::exit(stored ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0),
+      ::testing::AllOf(::testing::Not(::testing::HasSubstr("accessibility bus")),
+                       ::testing::Not(::testing::HasSubstr("Unhandled network process message"))));
 }
 
 TEST_F(WpeWebUITest, ANullViewIsAProgrammingFault) {
