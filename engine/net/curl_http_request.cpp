@@ -77,6 +77,13 @@ class CurlHttpRequest final : public HttpRequest {
     connectionTimeoutMs = int64_t(seconds * 1000);
   }
 
+  void setLowSpeedLimit(uint32_t bytesPerSecond, uint32_t seconds) override {
+    std::lock_guard lock(mutex);
+    requireIdle();
+    lowSpeedBytesPerSecond = bytesPerSecond;
+    lowSpeedSeconds = seconds;
+  }
+
   void addHeader(ka::StringRange line) override {
     std::lock_guard lock(mutex);
     requireIdle();
@@ -141,6 +148,8 @@ class CurlHttpRequest final : public HttpRequest {
   bool isPost = false;
   std::string postData;  // libcurl reads it in place during the transfer
   int64_t connectionTimeoutMs = 0;
+  uint32_t lowSpeedBytesPerSecond = 1;
+  uint32_t lowSpeedSeconds = 30;
   curl_slist* headers = nullptr;  // network thread only
   HttpResultHandler* handler = nullptr;
   ka::TaskQueue* handlerQueue = nullptr;
@@ -301,6 +310,10 @@ void CurlHttpRequest::setUp() {
       curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(postData.size()));
     }
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, long(connectionTimeoutMs));
+    // A stalled server would otherwise hold the request until the player cancels; this way the
+    // transfer fails like any broken one, and the caller's retry can take over.
+    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, long(lowSpeedBytesPerSecond));
+    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, long(lowSpeedSeconds));
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, receiving.get());
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
   }
