@@ -180,12 +180,13 @@ class CurlHttpLoaderImpl final : public CurlHttpLoader {
   ~CurlHttpLoaderImpl() override {
     std::lock_guard lock(mutex);
     for (auto& request : activeRequests) curl_multi_remove_handle(multi, request->easy);
-    curl_multi_cleanup(multi);
     for (CurlHttpRequest* request : allRequests) {
       request->orphan();
       // Its freeing task won't run now: free it here.
       if (request->releasePending) delete request;
     }
+    // Only now that no request reaches this loader can no caller be waking `multi`.
+    curl_multi_cleanup(multi);
     allRequests.clear();
     activeRequests.clear();
   }
@@ -225,6 +226,17 @@ class CurlHttpLoaderImpl final : public CurlHttpLoader {
     }
     for (auto& request : successes) request->completed();
     for (auto& [request, result] : failures) request->failed(result);
+  }
+
+  // On the sockets, not a fixed sleep, which capped transfers at a fraction of the link's
+  // speed; `post` cuts it short for new work. Network thread only, as every use of `multi`
+  // but the wake-up.
+  void wait(int milliseconds) override { curl_multi_poll(multi, nullptr, 0, milliseconds, nullptr); }
+
+  // Queues work for the network thread and cuts its wait short.
+  void post(std::function<void()> task) {
+    tasks.enqueue(std::move(task));
+    curl_multi_wakeup(multi);
   }
 
   size_t requestCount() override {
@@ -270,7 +282,7 @@ class CurlHttpLoaderImpl final : public CurlHttpLoader {
 
 void CurlHttpRequest::appendHeader(std::string line) {
   ka::Ref<CurlHttpRequest> self(this);
-  loader->tasks.enqueue([self, line] { self->headers = curl_slist_append(self->headers, line.c_str()); });
+  loader->post([self, line] { self->headers = curl_slist_append(self->headers, line.c_str()); });
 }
 
 void CurlHttpRequest::notify(std::function<void(HttpResultHandler*)> call) {
@@ -287,7 +299,7 @@ void CurlHttpRequest::execute() {
   complete = false;
   ++transfer;
   ka::Ref<CurlHttpRequest> self(this);
-  loader->tasks.enqueue([self] { self->setUp(); });
+  loader->post([self] { self->setUp(); });
 }
 
 void CurlHttpRequest::setUp() {
@@ -350,7 +362,7 @@ void CurlHttpRequest::abort() {
   if (complete || !loader) return;
   ka::Ref<CurlHttpRequest> self(this);
   uint64_t aborted = transfer;
-  loader->tasks.enqueue([self, aborted] {
+  loader->post([self, aborted] {
     std::lock_guard lock(self->mutex);
     // The transfer may have ended on its own before this ran.
     if (self->complete || self->transfer != aborted) return;
@@ -388,7 +400,7 @@ void CurlHttpRequest::release() {
   // libcurl handles are freed on the network thread, whichever thread dropped the last reference.
   releasePending = true;
   CurlHttpRequest* self = this;
-  loader->tasks.enqueue([self] { self->freeOnNetworkThread(); });
+  loader->post([self] { self->freeOnNetworkThread(); });
 }
 
 void CurlHttpRequest::freeOnNetworkThread() {

@@ -73,6 +73,9 @@ class HttpLoader {
   virtual ka::Ref<HttpRequest> createRequest() = 0;
   // Does all pending network work; only ever called from one thread, the network thread.
   virtual void push() = 0;
+  // Network thread, between pushes: returns when a transfer's socket has something for push,
+  // when new work is queued, or after `milliseconds` at the latest.
+  virtual void wait(int milliseconds) = 0;
 };
 
 class CurlHttpLoader : public HttpLoader {

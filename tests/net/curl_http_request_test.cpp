@@ -245,6 +245,30 @@ TEST_F(CurlHttpTest, AbortEndsTheTransferAndTheRequestRunsAgain) {
   EXPECT_EQ(body(during), "status 200");
 }
 
+TEST_F(CurlHttpTest, AWaitingNetworkThreadWakesForNewWorkAndForData) {
+  // Waits far longer than any request here may take: each must end by wake-ups alone.
+  client.stopPump();
+  std::atomic<bool> running{true};
+  std::thread network([&] {
+    while (running) {
+      client.loader().push();
+      client.loader().wait(25000);
+    }
+  });
+  for (std::string path : {"/status/200", "/slow", "/big/4194304"}) {
+    auto r = client.request(server.url(path));
+    r->execute();
+    if (!waitForCompletion(r)) {
+      ADD_FAILURE() << path << " waited for the network thread's time-out";
+      break;
+    }
+    EXPECT_EQ(r->error().str(), "") << path;
+  }
+  running = false;
+  client.request(server.url("/status/200"))->execute();  // new work: the thread looks up and ends
+  network.join();
+}
+
 // Records what a handler is told, on the queue the test runs.
 struct Recorder : net::HttpResultHandler {
   void requestCompleted(ka::RefNoCount<net::HttpRequest>, ka::RefNoCount<net::HttpResponse> response) override {
