@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "cli/progress_line.h"
+#include "ka/die.h"
 
 namespace cli {
 namespace {
@@ -55,15 +56,23 @@ void CliPage::loadLocalView(std::string const&, int, int, webui::ViewListener* l
 }
 
 void CliPage::BeginEvent(std::string const& name, int argumentCount) {
-  open_ = {name, {}};
-  open_.args.reserve(size_t(argumentCount));
+  std::lock_guard<std::mutex> lock(mutex_);
+  Event& event = open_[std::this_thread::get_id()];
+  event = {name, {}};
+  event.args.reserve(size_t(argumentCount));
 }
 
-void CliPage::Write(webui::Value const& argument) { open_.args.push_back(argument); }
+void CliPage::Write(webui::Value const& argument) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  open_[std::this_thread::get_id()].args.push_back(argument);
+}
 
 void CliPage::EndEvent() {
   std::lock_guard<std::mutex> lock(mutex_);
-  events_.push_back(std::move(open_));
+  auto event = open_.find(std::this_thread::get_id());
+  if (event == open_.end()) ka::die("CliPage::EndEvent without BeginEvent on this thread");
+  events_.push_back(std::move(event->second));
+  open_.erase(event);
 }
 
 void CliPage::begin() {

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "webui/webui.h"
@@ -87,8 +88,10 @@ class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEve
   bool lineOpen_ = false;
   int status_ = 0;
 
-  Event open_;  // the event being written; one writer at a time, by the launcher's own rules
-  std::mutex mutex_;  // guards events_
+  std::mutex mutex_;  // guards open_ and events_
+  // Events being written, by writing thread: a job thread's event may come while the frame
+  // writes another, and sharing one record mixed or lost them.
+  std::map<std::thread::id, Event> open_;
   std::deque<Event> events_;
 };
 
