@@ -1,5 +1,6 @@
 #include "cli/cli_page.h"
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
@@ -18,13 +19,13 @@ ka::Json parse(std::string const& text) {
 
 }  // namespace
 
-CliPage::CliPage(webui::EventListener* system, Request request, std::ostream& out, std::ostream& err, bool terminal,
-                 std::atomic<bool> const& interrupted)
+CliPage::CliPage(webui::EventListener* system, Request request, std::ostream& out, std::ostream& err,
+                 std::function<int()> columns, std::atomic<bool> const& interrupted)
     : system_(system),
       request_(std::move(request)),
       out_(out),
       err_(err),
-      terminal_(terminal),
+      columns_(std::move(columns)),
       interrupted_(interrupted) {}
 
 void CliPage::update(float) {
@@ -168,14 +169,16 @@ void CliPage::handle(Event const& event) {
 }
 
 void CliPage::showProgress(std::string const& document) {
-  std::string line;
+  ka::Json progress;
   try {
-    line = progressLine(parse(document));
+    progress = parse(document);
   } catch (std::runtime_error const&) {
     return;
   }
-  if (terminal_) {
-    out_ << "\r\033[K" << line << std::flush;
+  std::string line = progressLine(progress);
+  if (columns_) {
+    // One column short of the width: a full line would wrap, and each redraw add a line.
+    out_ << "\r\033[K" << progressLine(progress, 24, size_t(std::max(columns_(), 2) - 1)) << std::flush;
     lineOpen_ = true;
   } else if (line.substr(0, line.find(" [")) != lastLine_.substr(0, lastLine_.find(" ["))) {
     // Into a file or pipe, one line per phase.

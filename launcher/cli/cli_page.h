@@ -27,9 +27,11 @@ struct Request {
 
 class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEventWriter {
  public:
-  // `interrupted` is raised by Ctrl-C; the page then cancels the running job once.
-  CliPage(webui::EventListener* system, Request request, std::ostream& out, std::ostream& err, bool terminal,
-          std::atomic<bool> const& interrupted);
+  // `columns` tells the width of the terminal that `out` writes to, at each call; it is empty
+  // when `out` is no terminal. `interrupted` is raised by Ctrl-C; the page then cancels the
+  // running job once.
+  CliPage(webui::EventListener* system, Request request, std::ostream& out, std::ostream& err,
+          std::function<int()> columns, std::atomic<bool> const& interrupted);
 
   // 0 once the request succeeded, 1 after a failure.
   int exitStatus() const { return status_; }
@@ -76,7 +78,7 @@ class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEve
   Request request_;
   std::ostream& out_;
   std::ostream& err_;
-  bool terminal_;
+  std::function<int()> columns_;
   std::atomic<bool> const& interrupted_;
   std::map<std::string, Command> commands_;
   bool started_ = false;

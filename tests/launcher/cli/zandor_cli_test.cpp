@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,9 +12,11 @@
 #include <thread>
 
 #include "devserver.h"
+#include "support/game_publisher.h"
 #include "support/local_http_server.h"
 #include "support/text.h"
 #include "support/temp_dir.h"
+#include "update/manifest.h"
 
 namespace {
 
@@ -25,20 +28,80 @@ struct Outcome {
   std::string err;
 };
 
+// The lines of a text, split at line ends and at the terminal's "go to the line's start".
+std::vector<std::string> linesOf(std::string const& text) {
+  std::vector<std::string> lines;
+  std::string line;
+  for (char c : text) {
+    if (c == '\n' || c == '\r') {
+      if (!line.empty()) lines.push_back(line);
+      line.clear();
+    } else {
+      line += c;
+    }
+  }
+  if (!line.empty()) lines.push_back(line);
+  return lines;
+}
+
 class ZandorCliTest : public ::testing::Test {
  protected:
   void SetUp() override {
     devserver::Config config = devserver::readConfig(ZANDOR_DEMO_DIR "/devserver.json");
     config.port = 0;
-    server = std::make_unique<devserver::DevServer>(config);
-    server->bind();
-    serving = std::thread([this] { server->serve(); });
+    serve(config);
     home.write("password", "demo\n");
     home.write("wrong", "not it\n");
   }
-  void TearDown() override {
+  void TearDown() override { stopServing(); }
+
+  void serve(devserver::Config const& config) {
+    server = std::make_unique<devserver::DevServer>(config);
+    server->bind();
+    serving = std::thread([this] { server->serve(); });
+  }
+  void stopServing() {
     server->stop();
     serving.join();
+  }
+
+  // Serves, besides the demo, the stream "big": a small game and a file of 1 GiB that is already
+  // installed. Every check reads that file whole, so that each check lasts long enough for the
+  // launcher to report it, whatever the machine.
+  void serveBigStream() {
+    std::string gameDir = home.file("share/Zandor Works/ZandorGame/data/streams/big");
+    fs::create_directories(gameDir + "/data");
+    std::ofstream(gameDir + "/data/huge.bin").close();
+    fs::resize_file(gameDir + "/data/huge.bin", uint64_t(1) << 30);
+    PublishedGame game = publishGame({{{"/bin/sample-game", "#!/bin/sh\nexit 0\n", true}, {"/data/small.txt", "s"}}}, "1");
+    update::ManifestBundle installed;
+    installed.checksum = sha1Of("never fetched");
+    installed.size = uint64_t(1) << 30;
+    installed.entries.push_back({"/data/huge.bin", update::readAndChecksum(gameDir + "/data/huge.bin", nullptr), "",
+                                 installed.size, 0, 0, false});
+    game.manifest->bundles.push_back(installed);
+    std::ostringstream json;
+    update::Manifest::toJson(game.manifest).writeTo(json);
+    std::string text = json.str();
+    ASSERT_TRUE(vorn::gzip(std::vector<char>(text.begin(), text.end()), game.manifestGz));
+    fs::create_directories(home.file("site/Big/hashed"));
+    home.write("site/Big/manifest.gz", game.manifestGz);
+    for (auto const& [checksum, data] : game.bundles) home.write("site/Big/hashed/" + checksum, data);
+
+    devserver::Config config = devserver::readConfig(ZANDOR_DEMO_DIR "/devserver.json");
+    config.port = 0;
+    devserver::Stream big;
+    big.name = "big";
+    big.buildId = "1";
+    big.description = "A small game beside a large file";
+    big.titleFolder = "Big";
+    big.manifestName = "manifest.gz";
+    big.contentDir = home.file("site");
+    big.authSuffix = "?token=big";
+    big.titleId = 7;
+    config.streams.push_back(big);
+    stopServing();
+    serve(config);
   }
 
   // Starts zandor-cli with its output in files; the caller waits for it.
@@ -123,6 +186,49 @@ TEST_F(ZandorCliTest, FailuresEndWithStatusOneAndTheReason) {
     EXPECT_EQ(o.status, 1) << c.error;
     EXPECT_EQ(o.err.rfind(c.error, 0), 0u) << o.err;
   }
+}
+
+TEST_F(ZandorCliTest, OnATerminalEveryLineFitsItsWidth) {
+  serveBigStream();
+  int master = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_GE(master, 0);
+  ASSERT_EQ(grantpt(master), 0);
+  ASSERT_EQ(unlockpt(master), 0);
+  std::string terminal = ptsname(master);
+  std::vector<std::string> args = {ZANDOR_CLI_EXE, "--service-url", server->baseUrl(), "play", "big",
+                                   "--user", "demo", "--password-file", home.file("password")};
+  pid_t child = fork();
+  if (child == 0) {
+    setsid();
+    int slave = open(terminal.c_str(), O_RDWR);
+    winsize size{};
+    size.ws_row = 24;
+    size.ws_col = 40;
+    ioctl(slave, TIOCSWINSZ, &size);
+    setenv("XDG_DATA_HOME", home.file("share").c_str(), 1);
+    dup2(slave, 1);
+    dup2(open(home.file("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  // Read until the terminal closes with the program's end.
+  std::string shown;
+  char buffer[4096];
+  for (ssize_t n; (n = read(master, buffer, sizeof buffer)) > 0;) shown.append(buffer, size_t(n));
+  close(master);
+  Outcome o = finish(child);
+  EXPECT_EQ(o.status, 0) << o.err;
+  std::vector<std::string> lines = linesOf(shown);
+  bool sawCheck = false;
+  for (std::string line : lines) {
+    if (line.rfind("\033[K", 0) == 0) line.erase(0, 3);
+    EXPECT_LT(line.size(), 40u) << line;
+    sawCheck = sawCheck || line.rfind("Checking manifest", 0) == 0;
+  }
+  EXPECT_TRUE(sawCheck) << shown;
 }
 
 TEST_F(ZandorCliTest, CtrlCCancelsTheUpdateOnce) {
