@@ -188,6 +188,30 @@ TEST_F(ZandorCliTest, FailuresEndWithStatusOneAndTheReason) {
   }
 }
 
+TEST_F(ZandorCliTest, TheFinalCheckOfAnUpdateIsAPhaseOfItsOwn) {
+  serveBigStream();
+  Outcome o = cli({"play", "big", "--user", "demo", "--password-file", home.file("password")});
+  EXPECT_EQ(o.status, 0) << o.err;
+  std::vector<std::string> lines = linesOf(o.out);
+  ASSERT_FALSE(lines.empty());
+  auto position = [&](std::string const& start) {
+    size_t found = lines.size();
+    for (size_t i = 0; i < lines.size(); ++i) {
+      if (lines[i].rfind(start, 0) != 0) continue;
+      EXPECT_EQ(found, lines.size()) << "\"" << start << "\" twice in\n" << o.out;
+      found = i;
+    }
+    return found;
+  };
+  size_t checking = position("Checking manifest ["), verifying = position("Verifying update ["),
+         updated = position("Updated big");
+  EXPECT_LT(checking, verifying) << o.out;
+  EXPECT_LT(verifying, updated) << o.out;
+  // Starting the game runs a sanity test of its own, which may show after this.
+  ASSERT_LT(updated + 1, lines.size()) << o.out;
+  EXPECT_EQ(lines[updated + 1], "Starting big");
+}
+
 TEST_F(ZandorCliTest, OnATerminalEveryLineFitsItsWidth) {
   serveBigStream();
   int master = posix_openpt(O_RDWR | O_NOCTTY);
