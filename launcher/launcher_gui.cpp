@@ -1,7 +1,6 @@
 #include "launcher_gui.h"
 
 #include <chrono>
-#include <iostream>
 #include <map>
 #include <sstream>
 #include <thread>
@@ -176,10 +175,7 @@ void LauncherGUI::OnError(webui::SystemError const& error) { KA_LOG(Error) << er
 
 void LauncherGUI::OnError(webui::ViewError const& error) { KA_LOG(Error) << error.Message; }
 
-void LauncherGUI::OnViewCreated(webui::View* created) {
-  std::cout << "OnViewCreated" << std::endl;
-  view = created;
-}
+void LauncherGUI::OnViewCreated(webui::View* created) { view = created; }
 
 namespace {
 

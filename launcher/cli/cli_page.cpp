@@ -175,21 +175,26 @@ void CliPage::showProgress(std::string const& document) {
   } catch (std::runtime_error const&) {
     return;
   }
-  std::string line = progressLine(progress);
   if (columns_) {
     // One column short of the width: a full line would wrap, and each redraw add a line.
     out_ << "\r\033[K" << progressLine(progress, 24, size_t(std::max(columns_(), 2) - 1)) << std::flush;
     lineOpen_ = true;
-  } else if (line.substr(0, line.find(" [")) != lastLine_.substr(0, lastLine_.find(" ["))) {
-    // Into a file or pipe, one line per phase.
-    out_ << line << std::endl;
+    return;
   }
-  lastLine_ = line;
+  // Into a file or pipe, a phase's line goes out once, when the phase is over, so that it shows
+  // where the phase got to and not where it began.
+  std::string phase = progress.get("message").asString("");
+  if (phase != phase_) endProgressLine();
+  phase_ = phase;
+  pendingLine_ = progressLine(progress);
 }
 
 void CliPage::endProgressLine() {
   if (lineOpen_) out_ << std::endl;
   lineOpen_ = false;
+  if (!pendingLine_.empty()) out_ << pendingLine_ << std::endl;
+  pendingLine_.clear();
+  phase_.clear();
 }
 
 void CliPage::succeed(std::string const& message) {

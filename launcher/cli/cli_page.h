@@ -70,6 +70,8 @@ class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEve
   void job(std::string const& name, std::vector<webui::Value> args, Continuation then);
   void handle(Event const& event);
   void showProgress(std::string const& document);
+  // The shown phase is over: a terminal's line stays as it stands, and into a file or pipe the
+  // phase's line goes out now.
   void endProgressLine();
   void succeed(std::string const& message);
   void fail(std::string const& message);
@@ -86,8 +88,9 @@ class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEve
   bool cancelSent_ = false;
   std::string pendingJob_;
   Continuation then_;
-  std::string lastLine_;
-  bool lineOpen_ = false;
+  bool lineOpen_ = false;     // on a terminal, a progress line waits for its end
+  std::string phase_;         // into a file or pipe, the phase shown last
+  std::string pendingLine_;   // and its line as its last progress left it
   int status_ = 0;
 
   std::mutex mutex_;  // guards open_ and events_

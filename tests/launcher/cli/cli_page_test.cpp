@@ -59,6 +59,25 @@ class CliPageTest : public ::testing::Test {
   std::unique_ptr<cli::CliPage> page;
 };
 
+TEST_F(CliPageTest, IntoAPipeEachPhaseIsOneLineWithTheFiguresItEndedAt) {
+  start(nullptr);
+  for (int i = 0; i <= 4; ++i) page->TriggerEvent("asyncProgress", progress("Checking manifest", i, 8));
+  page->update(0);
+  EXPECT_EQ(out.str(), "") << "a phase shows once it is over";
+  page->TriggerEvent("asyncProgress", progress("Updating game files", 1, 4));
+  page->TriggerEvent("asyncProgress", progress("Updating game files", 3, 4));
+  page->TriggerEvent("asyncProgress", progress("Verifying update", 2, 8));
+  page->update(0);
+  page->TriggerEvent("async_result", std::string("1"), true, std::string("open dmg folder, exiting..."));
+  page->update(0);
+  EXPECT_EQ(out.str(),
+            "Checking manifest [############............]   50%\n"
+            "Updating game files [##################......]   75%\n"
+            "Verifying update [######..................]   25%\n"
+            "Launcher update unpacked into /tmp/ZandorLauncherTemp\n");
+  EXPECT_EQ(page->exitStatus(), 0);
+}
+
 TEST_F(CliPageTest, OnATerminalTheLineFitsItsWidthAsItChanges) {
   int columns = 80;
   start([&] { return columns; });
