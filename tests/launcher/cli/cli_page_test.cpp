@@ -97,6 +97,17 @@ TEST_F(CliPageTest, OnATerminalTheLineFitsItsWidthAsItChanges) {
   EXPECT_EQ(count(out.str(), "Downl"), 1u);
 }
 
+TEST_F(CliPageTest, WithoutADesktopASelfUpdateSaysWhereItUnpacked) {
+  start(nullptr);
+  page->TriggerEvent("async_result", std::string("1"), false,
+                     std::string(R"({"Message":"failed to open dmg mount root"})"));
+  page->update(0);
+  EXPECT_EQ(out.str(), "Launcher update unpacked into /tmp/ZandorLauncherTemp\n");
+  EXPECT_EQ(err.str(), "");
+  EXPECT_EQ(page->exitStatus(), 0);
+  EXPECT_EQ(launcher.calls.back(), "appExit");
+}
+
 TEST(CliPage, AJobThreadsEventAndTheFramesProgressDoNotMix) {
   // A failed disk test is reported from the job thread while the frame sends progress.
   webui::EventListener system;

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "devserver.h"
+#include "launcher_hosts.h"
 #include "support/game_publisher.h"
 #include "support/local_http_server.h"
 #include "support/text.h"
@@ -255,6 +256,47 @@ TEST_F(ZandorCliTest, OnATerminalEveryLineFitsItsWidth) {
     sawCheck = sawCheck || line.rfind("Checking manifest", 0) == 0;
   }
   EXPECT_TRUE(sawCheck) << shown;
+}
+
+TEST_F(ZandorCliTest, WithoutADesktopSelfUpdateSaysWhereItUnpacked) {
+  // The build's live setup host, as the launcher self-update tests serve it.
+  TempDir image;
+  fs::create_directories(image.file("ZandorLauncher"));
+  image.write("ZandorLauncher/README.txt", "the newer launcher\n");
+  ASSERT_EQ(std::system(("tar -czf '" + image.file("ZandorLauncher.tar.gz") + "' -C '" + image.path() +
+                         "' ZandorLauncher").c_str()), 0);
+  devserver::Config setup;
+  std::string setupUrl = hosts::kLiveSetupUrl;
+  setup.port = std::stoi(setupUrl.substr(setupUrl.rfind(':') + 1));
+  setup.launcherChecksum = "2222222222222222222222222222222222222222";
+  setup.launcherImage = image.file("ZandorLauncher.tar.gz");
+  devserver::DevServer host(setup);
+  ASSERT_NO_THROW(host.bind()) << "port " << setup.port << " is taken; stop the server that holds it";
+  std::thread hosting([&] { host.serve(); });
+
+  // No desktop: an opener that fails, and none at all (only what unpacking needs on PATH).
+  TempDir failing, missing;
+  failing.write("xdg-open", "#!/bin/sh\nexit 3\n");
+  fs::permissions(failing.file("xdg-open"), fs::perms::owner_all);
+  for (char const* tool : {"mkdir", "tar", "gzip"}) {
+    std::string found = "/usr/bin/" + std::string(tool);
+    if (!fs::exists(found)) found = "/bin/" + std::string(tool);
+    fs::create_symlink(found, missing.file(tool));
+  }
+  std::string path = std::getenv("PATH");
+  for (std::string const& searched : {failing.path() + ":" + path, missing.path()}) {
+    fs::remove_all(home.file("share"));
+    fs::remove_all("/tmp/ZandorLauncherTemp");
+    setenv("PATH", searched.c_str(), 1);
+    Outcome o = cli({"--update-check-url", hosts::kLiveSetupUrl, "self-update"});
+    setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(o.status, 0) << searched << "\n" << o.err;
+    EXPECT_NE(o.out.find("Launcher update unpacked into /tmp/ZandorLauncherTemp\n"), std::string::npos) << o.out;
+    EXPECT_TRUE(fs::exists("/tmp/ZandorLauncherTemp/ZandorLauncher/README.txt")) << searched;
+  }
+  fs::remove_all("/tmp/ZandorLauncherTemp");
+  host.stop();
+  hosting.join();
 }
 
 TEST_F(ZandorCliTest, CtrlCCancelsTheUpdateOnce) {
