@@ -134,6 +134,14 @@ class ZandorCliTest : public ::testing::Test {
   std::thread serving;
 };
 
+TEST(ZandorCliResources, TheUIFolderCarriesTheLaunchersChecksum) {
+  // Self-update compares it with the published one; the folder beside zandor-cli must have it
+  // whatever target laid the folder out.
+  std::string folder = fs::path(ZANDOR_CLI_EXE).parent_path() / "resources/ui";
+  ASSERT_TRUE(fs::exists(folder + "/appchksm.txt"));
+  EXPECT_EQ(readFile(folder + "/appchksm.txt"), update::readAndChecksum(ZANDOR_LAUNCHER_EXE, nullptr));
+}
+
 TEST_F(ZandorCliTest, PlaysTheDemoStreamAndThenPlaysOffline) {
   Outcome first = cli({"play", "stable", "--user", "demo", "--password-file", home.file("password")});
   EXPECT_EQ(first.status, 0) << first.err;
