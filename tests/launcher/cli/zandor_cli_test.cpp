@@ -105,13 +105,19 @@ class ZandorCliTest : public ::testing::Test {
     serve(config);
   }
 
-  // Starts zandor-cli with its output in files; the caller waits for it.
-  pid_t spawn(std::vector<std::string> args) {
+  // Starts zandor-cli with its output in files, or its standard output on the terminal named;
+  // the caller waits for it.
+  pid_t spawn(std::vector<std::string> args, std::string const& terminal = "") {
     args.insert(args.begin(), {ZANDOR_CLI_EXE, "--service-url", server->baseUrl()});
     pid_t child = fork();
     if (child == 0) {
       setenv("XDG_DATA_HOME", home.file("share").c_str(), 1);
-      dup2(open(home.file("out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
+      if (terminal.empty()) {
+        dup2(open(home.file("out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
+      } else {
+        setsid();
+        dup2(open(terminal.c_str(), O_RDWR), 1);
+      }
       dup2(open(home.file("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
       std::vector<char*> argv;
       for (std::string& a : args) argv.push_back(a.data());
@@ -229,26 +235,11 @@ TEST_F(ZandorCliTest, OnATerminalEveryLineFitsItsWidth) {
   ASSERT_GE(master, 0);
   ASSERT_EQ(grantpt(master), 0);
   ASSERT_EQ(unlockpt(master), 0);
-  std::string terminal = ptsname(master);
-  std::vector<std::string> args = {ZANDOR_CLI_EXE, "--service-url", server->baseUrl(), "play", "big",
-                                   "--user", "demo", "--password-file", home.file("password")};
-  pid_t child = fork();
-  if (child == 0) {
-    setsid();
-    int slave = open(terminal.c_str(), O_RDWR);
-    winsize size{};
-    size.ws_row = 24;
-    size.ws_col = 40;
-    ioctl(slave, TIOCSWINSZ, &size);
-    setenv("XDG_DATA_HOME", home.file("share").c_str(), 1);
-    dup2(slave, 1);
-    dup2(open(home.file("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
-    std::vector<char*> argv;
-    for (std::string& a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    execv(argv[0], argv.data());
-    _exit(127);
-  }
+  winsize size{};
+  size.ws_row = 24;
+  size.ws_col = 40;
+  ASSERT_EQ(ioctl(master, TIOCSWINSZ, &size), 0);
+  pid_t child = spawn({"play", "big", "--user", "demo", "--password-file", home.file("password")}, ptsname(master));
   // Read until the terminal closes with the program's end.
   std::string shown;
   char buffer[4096];
