@@ -154,6 +154,7 @@ void LauncherGUI::checkManifestJob(std::string const& id, std::string const& str
 
   // The job doesn't trust its own work: the check that found it must now find nothing.
   bundles.clear();
+  setProgress(phase("Verifying update"));
   update::check(updateContext, progress, bundles);
   if (!continueUpdate(id)) return;
   if (bundles.empty()) {

@@ -1,7 +1,6 @@
 #include "launcher_gui.h"
 
 #include <chrono>
-#include <iostream>
 #include <map>
 #include <sstream>
 #include <thread>
@@ -26,18 +25,20 @@ namespace {
 
 vorn::GameClassFactorySingleton<LauncherGUI> gLauncherFactory("ZandorLauncher");
 
-// Every transfer of the launcher advances here, at most once a millisecond. The thread holds
-// the loader only while it pushes, so clearing `http` under the mutex ends it.
+// Every transfer of the launcher advances here. Clearing `http` under the mutex ends the thread
+// at its next turn; the reference it holds through its wait keeps the loader alive until then.
 void startHttpPump(std::weak_ptr<net::HttpLoader> loader, std::shared_ptr<std::mutex> mutex) {
   std::thread([loader = std::move(loader), mutex = std::move(mutex)] {
     for (;;) {
+      std::shared_ptr<net::HttpLoader> live;
       {
         std::lock_guard<std::mutex> lock(*mutex);
-        std::shared_ptr<net::HttpLoader> live = loader.lock();
+        live = loader.lock();
         if (!live) return;
         live->push();
       }
-      std::this_thread::sleep_for(std::chrono::nanoseconds(1000000));
+      // Not a fixed sleep, which held transfers far below the link's speed.
+      live->wait(1);
     }
   }).detach();
 }
@@ -174,10 +175,7 @@ void LauncherGUI::OnError(webui::SystemError const& error) { KA_LOG(Error) << er
 
 void LauncherGUI::OnError(webui::ViewError const& error) { KA_LOG(Error) << error.Message; }
 
-void LauncherGUI::OnViewCreated(webui::View* created) {
-  std::cout << "OnViewCreated" << std::endl;
-  view = created;
-}
+void LauncherGUI::OnViewCreated(webui::View* created) { view = created; }
 
 namespace {
 

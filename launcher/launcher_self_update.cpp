@@ -88,9 +88,11 @@ void LauncherGUI::checkLauncherJob(std::string const& id) {
       ka::path::join(ka::path::join(ka::getUserDataDir(config.company, config.product), "updates"),
                      "ZandorLauncher_" + latest.substr(0, 32) + ".tar.gz");
   bool matches = checkLauncherChecksumMatches(latest);
+  std::string partFile = cacheFile + ".part";
   if (matches || progress->canceled) {
     // The image of a finished update goes at the first run of the new launcher.
-    if (vorn::osutil::fileExists(cacheFile)) vorn::osutil::deleteFile(cacheFile);
+    vorn::osutil::deleteFile(cacheFile);
+    vorn::osutil::deleteFile(partFile);
     return endQuietly();
   }
 
@@ -110,12 +112,15 @@ void LauncherGUI::checkLauncherJob(std::string const& id) {
       KA_LOG(Info) << image->error;
       return endQuietly();
     }
+    // Written under another name and renamed once whole: an image cut short by a crash or a
+    // full disk must never pass for a cached one, which would be unpacked, and fail, for ever.
     vorn::osutil::mkdirAndParents(ka::path::parent(cacheFile));
-    std::ofstream out(cacheFile, std::ios::binary | std::ios::trunc);
+    std::ofstream out(partFile, std::ios::binary | std::ios::trunc);
     out.write(bytes.data(), std::streamsize(bytes.size()));
     out.close();
-    if (!out) {
+    if (!out || !vorn::osutil::renameFile(partFile, cacheFile)) {
       KA_LOG(Error) << "failed to write new launcher download file: " << cacheFile;
+      vorn::osutil::deleteFile(partFile);
       finishJob(id, false, jMsg("failed write to disk"));
       return;
     }
@@ -125,6 +130,8 @@ void LauncherGUI::checkLauncherJob(std::string const& id) {
   KA_LOG(Info) << "Attempting system call \"" << command << "\"";
   if (std::system(command.c_str()) != 0) {
     KA_LOG(Error) << "failed to mount dmg: " << cacheFile;
+    // A corrupt image would fail the same way at every start: fetch it anew next time.
+    vorn::osutil::deleteFile(cacheFile);
     finishJob(id, false, jMsg("failed to mount dmg"));
     return;
   }

@@ -77,6 +77,13 @@ class CurlHttpRequest final : public HttpRequest {
     connectionTimeoutMs = int64_t(seconds * 1000);
   }
 
+  void setLowSpeedLimit(uint32_t bytesPerSecond, uint32_t seconds) override {
+    std::lock_guard lock(mutex);
+    requireIdle();
+    lowSpeedBytesPerSecond = bytesPerSecond;
+    lowSpeedSeconds = seconds;
+  }
+
   void addHeader(ka::StringRange line) override {
     std::lock_guard lock(mutex);
     requireIdle();
@@ -141,6 +148,8 @@ class CurlHttpRequest final : public HttpRequest {
   bool isPost = false;
   std::string postData;  // libcurl reads it in place during the transfer
   int64_t connectionTimeoutMs = 0;
+  uint32_t lowSpeedBytesPerSecond = 1;
+  uint32_t lowSpeedSeconds = 30;
   curl_slist* headers = nullptr;  // network thread only
   HttpResultHandler* handler = nullptr;
   ka::TaskQueue* handlerQueue = nullptr;
@@ -171,12 +180,13 @@ class CurlHttpLoaderImpl final : public CurlHttpLoader {
   ~CurlHttpLoaderImpl() override {
     std::lock_guard lock(mutex);
     for (auto& request : activeRequests) curl_multi_remove_handle(multi, request->easy);
-    curl_multi_cleanup(multi);
     for (CurlHttpRequest* request : allRequests) {
       request->orphan();
       // Its freeing task won't run now: free it here.
       if (request->releasePending) delete request;
     }
+    // Only now that no request reaches this loader can no caller be waking `multi`.
+    curl_multi_cleanup(multi);
     allRequests.clear();
     activeRequests.clear();
   }
@@ -216,6 +226,17 @@ class CurlHttpLoaderImpl final : public CurlHttpLoader {
     }
     for (auto& request : successes) request->completed();
     for (auto& [request, result] : failures) request->failed(result);
+  }
+
+  // On the sockets, not a fixed sleep, which capped transfers at a fraction of the link's
+  // speed; `post` cuts it short for new work. Network thread only, as every use of `multi`
+  // but the wake-up.
+  void wait(int milliseconds) override { curl_multi_poll(multi, nullptr, 0, milliseconds, nullptr); }
+
+  // Queues work for the network thread and cuts its wait short.
+  void post(std::function<void()> task) {
+    tasks.enqueue(std::move(task));
+    curl_multi_wakeup(multi);
   }
 
   size_t requestCount() override {
@@ -261,7 +282,7 @@ class CurlHttpLoaderImpl final : public CurlHttpLoader {
 
 void CurlHttpRequest::appendHeader(std::string line) {
   ka::Ref<CurlHttpRequest> self(this);
-  loader->tasks.enqueue([self, line] { self->headers = curl_slist_append(self->headers, line.c_str()); });
+  loader->post([self, line] { self->headers = curl_slist_append(self->headers, line.c_str()); });
 }
 
 void CurlHttpRequest::notify(std::function<void(HttpResultHandler*)> call) {
@@ -278,7 +299,7 @@ void CurlHttpRequest::execute() {
   complete = false;
   ++transfer;
   ka::Ref<CurlHttpRequest> self(this);
-  loader->tasks.enqueue([self] { self->setUp(); });
+  loader->post([self] { self->setUp(); });
 }
 
 void CurlHttpRequest::setUp() {
@@ -301,6 +322,10 @@ void CurlHttpRequest::setUp() {
       curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(postData.size()));
     }
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, long(connectionTimeoutMs));
+    // A stalled server would otherwise hold the request until the player cancels; this way the
+    // transfer fails like any broken one, and the caller's retry can take over.
+    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, long(lowSpeedBytesPerSecond));
+    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, long(lowSpeedSeconds));
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, receiving.get());
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
   }
@@ -337,7 +362,7 @@ void CurlHttpRequest::abort() {
   if (complete || !loader) return;
   ka::Ref<CurlHttpRequest> self(this);
   uint64_t aborted = transfer;
-  loader->tasks.enqueue([self, aborted] {
+  loader->post([self, aborted] {
     std::lock_guard lock(self->mutex);
     // The transfer may have ended on its own before this ran.
     if (self->complete || self->transfer != aborted) return;
@@ -375,7 +400,7 @@ void CurlHttpRequest::release() {
   // libcurl handles are freed on the network thread, whichever thread dropped the last reference.
   releasePending = true;
   CurlHttpRequest* self = this;
-  loader->tasks.enqueue([self] { self->freeOnNetworkThread(); });
+  loader->post([self] { self->freeOnNetworkThread(); });
 }
 
 void CurlHttpRequest::freeOnNetworkThread() {

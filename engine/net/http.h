@@ -47,6 +47,9 @@ class HttpRequest : public ka::Counted {
   // Makes this a POST with a "Content-Type" header.
   virtual void setPostData(ka::StringRange data, ka::StringRange contentType) = 0;
   virtual void setConnectionTimeout(float seconds) = 0;
+  // A transfer that moves fewer than `bytesPerSecond` for `seconds` on end fails as a transport
+  // error. By default 1 byte a second for 30 seconds; 0 seconds never gives up.
+  virtual void setLowSpeedLimit(uint32_t bytesPerSecond, uint32_t seconds) = 0;
   // One whole header line; repeated executions keep every line added.
   virtual void addHeader(ka::StringRange line) = 0;
   virtual void setHandler(HttpResultHandler* handler, ka::TaskQueue* queue) = 0;
@@ -70,6 +73,9 @@ class HttpLoader {
   virtual ka::Ref<HttpRequest> createRequest() = 0;
   // Does all pending network work; only ever called from one thread, the network thread.
   virtual void push() = 0;
+  // Network thread, between pushes: returns when a transfer's socket has something for push,
+  // when new work is queued, or after `milliseconds` at the latest.
+  virtual void wait(int milliseconds) = 0;
 };
 
 class CurlHttpLoader : public HttpLoader {

@@ -1,8 +1,5 @@
 #include "http_pump.h"
 
-#include <chrono>
-#include <thread>
-
 namespace net {
 
 void pumpHttpLoader(std::shared_ptr<HttpLoader> loader, std::shared_ptr<std::mutex> mutex,
@@ -12,7 +9,7 @@ void pumpHttpLoader(std::shared_ptr<HttpLoader> loader, std::shared_ptr<std::mut
       std::lock_guard lock(*mutex);
       loader->push();
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    loader->wait(1);
   }
 }
 

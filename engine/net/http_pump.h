@@ -1,4 +1,4 @@
-// The network thread's loop: push, then sleep a millisecond.
+// The network thread's loop: push, then wait up to a millisecond for the network or new work.
 #pragma once
 
 #include <functional>

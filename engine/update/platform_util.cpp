@@ -109,7 +109,13 @@ bool shellOpen(ka::StringRange path, std::vector<std::string> const& args, std::
 }
 
 bool anyProcessesRunningInPath(ka::StringRange path) {
+  // The kernel names a program's executable by its resolved path: a game directory reached
+  // through a symlink must be compared resolved too, or its running game goes unseen.
   std::string dir = ka::path::makeAbsolute(path);
+  if (char* resolved = ::realpath(dir.c_str(), nullptr)) {
+    dir = resolved;
+    std::free(resolved);
+  }
   while (dir.size() > 1 && dir.back() == '/') dir.pop_back();
   dir += '/';
   DIR* proc = ::opendir("/proc");

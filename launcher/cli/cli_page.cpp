@@ -1,9 +1,11 @@
 #include "cli/cli_page.h"
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
 #include "cli/progress_line.h"
+#include "ka/die.h"
 
 namespace cli {
 namespace {
@@ -17,13 +19,13 @@ ka::Json parse(std::string const& text) {
 
 }  // namespace
 
-CliPage::CliPage(webui::EventListener* system, Request request, std::ostream& out, std::ostream& err, bool terminal,
-                 std::atomic<bool> const& interrupted)
+CliPage::CliPage(webui::EventListener* system, Request request, std::ostream& out, std::ostream& err,
+                 std::function<int()> columns, std::atomic<bool> const& interrupted)
     : system_(system),
       request_(std::move(request)),
       out_(out),
       err_(err),
-      terminal_(terminal),
+      columns_(std::move(columns)),
       interrupted_(interrupted) {}
 
 void CliPage::update(float) {
@@ -55,15 +57,23 @@ void CliPage::loadLocalView(std::string const&, int, int, webui::ViewListener* l
 }
 
 void CliPage::BeginEvent(std::string const& name, int argumentCount) {
-  open_ = {name, {}};
-  open_.args.reserve(size_t(argumentCount));
+  std::lock_guard<std::mutex> lock(mutex_);
+  Event& event = open_[std::this_thread::get_id()];
+  event = {name, {}};
+  event.args.reserve(size_t(argumentCount));
 }
 
-void CliPage::Write(webui::Value const& argument) { open_.args.push_back(argument); }
+void CliPage::Write(webui::Value const& argument) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  open_[std::this_thread::get_id()].args.push_back(argument);
+}
 
 void CliPage::EndEvent() {
   std::lock_guard<std::mutex> lock(mutex_);
-  events_.push_back(std::move(open_));
+  auto event = open_.find(std::this_thread::get_id());
+  if (event == open_.end()) ka::die("CliPage::EndEvent without BeginEvent on this thread");
+  events_.push_back(std::move(event->second));
+  open_.erase(event);
 }
 
 void CliPage::begin() {
@@ -131,9 +141,12 @@ void CliPage::offline() {
 
 void CliPage::selfUpdate() {
   job("checkLauncher", {}, [this](bool success, std::string const& result) {
+    char const unpacked[] = "Launcher update unpacked into /tmp/ZandorLauncherTemp";
+    // Unpacked, but no desktop could show the folder: on a terminal, where it is is enough.
+    if (!success && failureMessage(result) == "failed to open dmg mount root") return succeed(unpacked);
     if (!success) return fail("Launcher update failed: " + failureMessage(result));
     // The check is forgiving: an unreachable service reads as "nothing new".
-    succeed(result.empty() ? "No launcher update to install" : "Launcher update unpacked into /tmp/ZandorLauncherTemp");
+    succeed(result.empty() ? "No launcher update to install" : unpacked);
   });
 }
 
@@ -159,25 +172,32 @@ void CliPage::handle(Event const& event) {
 }
 
 void CliPage::showProgress(std::string const& document) {
-  std::string line;
+  ka::Json progress;
   try {
-    line = progressLine(parse(document));
+    progress = parse(document);
   } catch (std::runtime_error const&) {
     return;
   }
-  if (terminal_) {
-    out_ << "\r\033[K" << line << std::flush;
+  if (columns_) {
+    // One column short of the width: a full line would wrap, and each redraw add a line.
+    out_ << "\r\033[K" << progressLine(progress, 24, size_t(std::max(columns_(), 2) - 1)) << std::flush;
     lineOpen_ = true;
-  } else if (line.substr(0, line.find(" [")) != lastLine_.substr(0, lastLine_.find(" ["))) {
-    // Into a file or pipe, one line per phase.
-    out_ << line << std::endl;
+    return;
   }
-  lastLine_ = line;
+  // Into a file or pipe, a phase's line goes out once, when the phase is over, so that it shows
+  // where the phase got to and not where it began.
+  std::string phase = progress.get("message").asString("");
+  if (phase != phase_) endProgressLine();
+  phase_ = phase;
+  pendingLine_ = progressLine(progress);
 }
 
 void CliPage::endProgressLine() {
   if (lineOpen_) out_ << std::endl;
   lineOpen_ = false;
+  if (!pendingLine_.empty()) out_ << pendingLine_ << std::endl;
+  pendingLine_.clear();
+  phase_.clear();
 }
 
 void CliPage::succeed(std::string const& message) {

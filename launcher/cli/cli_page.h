@@ -9,6 +9,7 @@
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "webui/webui.h"
@@ -26,9 +27,11 @@ struct Request {
 
 class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEventWriter {
  public:
-  // `interrupted` is raised by Ctrl-C; the page then cancels the running job once.
-  CliPage(webui::EventListener* system, Request request, std::ostream& out, std::ostream& err, bool terminal,
-          std::atomic<bool> const& interrupted);
+  // `columns` tells the width of the terminal that `out` writes to, at each call; it is empty
+  // when `out` is no terminal. `interrupted` is raised by Ctrl-C; the page then cancels the
+  // running job once.
+  CliPage(webui::EventListener* system, Request request, std::ostream& out, std::ostream& err,
+          std::function<int()> columns, std::atomic<bool> const& interrupted);
 
   // 0 once the request succeeded, 1 after a failure.
   int exitStatus() const { return status_; }
@@ -67,6 +70,8 @@ class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEve
   void job(std::string const& name, std::vector<webui::Value> args, Continuation then);
   void handle(Event const& event);
   void showProgress(std::string const& document);
+  // The shown phase is over: a terminal's line stays as it stands, and into a file or pipe the
+  // phase's line goes out now.
   void endProgressLine();
   void succeed(std::string const& message);
   void fail(std::string const& message);
@@ -75,7 +80,7 @@ class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEve
   Request request_;
   std::ostream& out_;
   std::ostream& err_;
-  bool terminal_;
+  std::function<int()> columns_;
   std::atomic<bool> const& interrupted_;
   std::map<std::string, Command> commands_;
   bool started_ = false;
@@ -83,12 +88,15 @@ class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEve
   bool cancelSent_ = false;
   std::string pendingJob_;
   Continuation then_;
-  std::string lastLine_;
-  bool lineOpen_ = false;
+  bool lineOpen_ = false;     // on a terminal, a progress line waits for its end
+  std::string phase_;         // into a file or pipe, the phase shown last
+  std::string pendingLine_;   // and its line as its last progress left it
   int status_ = 0;
 
-  Event open_;  // the event being written; one writer at a time, by the launcher's own rules
-  std::mutex mutex_;  // guards events_
+  std::mutex mutex_;  // guards open_ and events_
+  // Events being written, by writing thread: a job thread's event may come while the frame
+  // writes another, and sharing one record mixed or lost them.
+  std::map<std::thread::id, Event> open_;
   std::deque<Event> events_;
 };
 

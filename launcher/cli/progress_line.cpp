@@ -4,6 +4,7 @@
 #include <cmath>
 #include <sstream>
 #include <stdexcept>
+#include <vector>
 
 namespace cli {
 namespace {
@@ -18,6 +19,16 @@ std::string percent(double fraction) {
   os.width(4);
   os << int(std::floor(fraction * 100)) << "%";
   return os.str();
+}
+
+// The narrowest bar worth showing; below it the bar goes.
+int const kNarrowestBar = 10;
+
+// `text` in at most `width` characters, "..." marking a cut.
+std::string cut(std::string const& text, size_t width) {
+  if (text.size() <= width) return text;
+  if (width < 3) return text.substr(0, width);
+  return text.substr(0, width - 3) + "...";
 }
 
 std::string minutesAndSeconds(double seconds) {
@@ -36,27 +47,45 @@ ka::Json parseObject(std::string const& text) {
 
 }  // namespace
 
-std::string progressLine(ka::Json const& progress, int barWidth) {
-  std::string line = progress.get("message").asString("");
+std::string progressLine(ka::Json const& progress, int barWidth, size_t maxWidth) {
+  std::string message = progress.get("message").asString("");
+  double fraction = 0;
+  std::vector<std::string> extras;  // after the percentage, the most telling first
   ka::Json download = progress.get("download");
+  double total = progress.get("total").asNumber(0);
   if (download.type() == ka::Json::TYPE_Object) {
     double expected = download.get("totalExpectedBytes").asNumber(0);
     double received = download.get("totalBytesReceived").asNumber(0);
-    double fraction = expected > 0 ? std::min(1.0, received / expected) : 0.0;
+    fraction = expected > 0 ? std::min(1.0, received / expected) : 0.0;
     std::string speed = download.get("bytesPerSecond").asString("");
-    line += " " + bar(fraction, barWidth) + " " + percent(fraction) + "  " + speed;
+    extras.push_back(speed);
     // The estimate means nothing until the speed does ("Calculating ...").
     if (speed.find("/s") != std::string::npos)
-      line += "  ETA " + minutesAndSeconds(download.get("etaSeconds").asNumber(0));
-    line += "  " + download.get("bytesProgress").asString("");
+      extras.push_back("ETA " + minutesAndSeconds(download.get("etaSeconds").asNumber(0)));
+    extras.push_back(download.get("bytesProgress").asString(""));
+  } else if (total > 0) {
+    fraction = std::min(1.0, progress.get("index").asNumber(0) / total);
+  } else {
+    return cut(message, maxWidth);
+  }
+
+  // A line that wraps on a terminal fills the screen with copies of itself: it must fit.
+  auto compose = [&](int width, size_t extraCount) {
+    std::string line = message;
+    if (width > 0) line += " " + bar(fraction, width);
+    line += " " + percent(fraction);
+    for (size_t i = 0; i < extraCount; ++i) line += "  " + extras[i];
     return line;
+  };
+  int narrowest = std::min(barWidth, kNarrowestBar);
+  for (size_t count = extras.size() + 1; count-- > 0;) {
+    size_t length = compose(narrowest, count).size();
+    if (length <= maxWidth)
+      return compose(narrowest + int(std::min(maxWidth - length, size_t(barWidth - narrowest))), count);
   }
-  double total = progress.get("total").asNumber(0);
-  if (total > 0) {
-    double fraction = std::min(1.0, progress.get("index").asNumber(0) / total);
-    line += " " + bar(fraction, barWidth) + " " + percent(fraction);
-  }
-  return line;
+  std::string tail = " " + percent(fraction);
+  if (maxWidth <= tail.size()) return cut(message, maxWidth);
+  return cut(message, maxWidth - tail.size()) + tail;
 }
 
 std::string failureMessage(std::string const& resultText) {

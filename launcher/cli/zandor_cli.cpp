@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "cli/cli_page.h"
+#include "cli/terminal.h"
 #include "game/headless_platform.h"
 #include "ka/cmd_line.h"
 #include "ka/system_dirs.h"
@@ -73,8 +74,9 @@ class CliFactory : public vorn::GameFactory {
   std::string name() const override { return "ZandorLauncher"; }
   vorn::Game* create(vorn::Platform* platform) override {
     auto makePage = [this](webui::WebUISettings const&, webui::EventListener* system, vorn::Platform*) {
-      bool terminal = isatty(STDOUT_FILENO) != 0;
-      auto page = std::make_unique<cli::CliPage>(system, request_, std::cout, std::cerr, terminal, gInterrupted);
+      std::function<int()> columns;
+      if (isatty(STDOUT_FILENO)) columns = [] { return cli::terminalColumns(STDOUT_FILENO); };
+      auto page = std::make_unique<cli::CliPage>(system, request_, std::cout, std::cerr, columns, gInterrupted);
       page_ = page.get();
       return page;
     };

@@ -1,8 +1,14 @@
 // The launcher's own update against the development server, which stands on the fixed port of
 // the live setup host that this build was configured with.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "devserver.h"
 #include "launcher_hosts.h"
@@ -91,6 +97,59 @@ TEST_F(LauncherSelfUpdateTest, AnImageAlreadyCachedIsNotFetchedAgain) {
   fs::copy_file(home.file("ZandorLauncher.tar.gz"), cacheFile(kNewer));
   EXPECT_EQ(check().text(2), "open dmg folder, exiting...");
   EXPECT_TRUE(fs::exists(std::string(kUnpacked) + "/ZandorLauncher/README.txt"));
+}
+
+TEST_F(LauncherSelfUpdateTest, AnImageThatFailsToUnpackIsDeletedAndFetchedAgain) {
+  publish(kNewer, home.file("ZandorLauncher.tar.gz"));
+  std::string whole = readFile(home.file("ZandorLauncher.tar.gz"));
+  fs::create_directories(fs::path(cacheFile(kNewer)).parent_path());
+  std::ofstream(cacheFile(kNewer), std::ios::binary) << whole.substr(0, whole.size() / 2);
+  RecordedEvent broken = check();
+  EXPECT_FALSE(broken.flag(1));
+  EXPECT_EQ(broken.text(2), R"({"Message":"failed to mount dmg"})");
+  EXPECT_FALSE(fs::exists(cacheFile(kNewer)));
+
+  run.reset();
+  RecordedEvent again = check();
+  EXPECT_EQ(again.text(2), "open dmg folder, exiting...");
+  EXPECT_TRUE(readFile(cacheFile(kNewer)) == whole) << "the whole image, fetched again";
+  EXPECT_TRUE(fs::exists(std::string(kUnpacked) + "/ZandorLauncher/README.txt"));
+}
+
+TEST_F(LauncherSelfUpdateTest, AnImageCutShortByAKilledLauncherIsFetchedAgain) {
+  // 2 MiB that don't compress: an image above the size limit below, which the launcher's other files stay under.
+  {
+    std::ifstream random("/dev/urandom", std::ios::binary);
+    std::string bytes(2 << 20, '\0');
+    random.read(bytes.data(), std::streamsize(bytes.size()));
+    std::ofstream(home.file("image/ZandorLauncher/payload.bin"), std::ios::binary) << bytes;
+  }
+  std::string image = home.file("big.tar.gz");
+  ASSERT_EQ(std::system(("tar -czf '" + image + "' -C '" + home.file("image") + "' .").c_str()), 0);
+  publish(kNewer, image);
+
+  // The first launcher dies when the image it writes reaches 1 MiB, as on a crash or a kill.
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    rlimit fileSize{1 << 20, 1 << 20}, core{0, 0};
+    setrlimit(RLIMIT_FSIZE, &fileSize);
+    setrlimit(RLIMIT_CORE, &core);
+    int quiet = open("/dev/null", O_WRONLY);
+    dup2(quiet, 1);
+    dup2(quiet, 2);
+    execl(ZANDOR_CLI_EXE, ZANDOR_CLI_EXE, "--uiurl", ui().c_str(), "--update-check-url", hosts::kLiveSetupUrl,
+          "self-update", (char*)nullptr);
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << "status " << status;
+
+  RecordedEvent next = check();
+  EXPECT_EQ(next.text(2), "open dmg folder, exiting...");
+  EXPECT_TRUE(readFile(cacheFile(kNewer)) == readFile(image)) << "the whole image, fetched again";
+  EXPECT_TRUE(fs::exists(std::string(kUnpacked) + "/ZandorLauncher/payload.bin"));
 }
 
 TEST_F(LauncherSelfUpdateTest, TheCurrentLauncherRemovesTheImageOfItsOwnUpdate) {

@@ -129,7 +129,8 @@ TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
   // Progress is sampled, so which phases the page saw varies; each is one the jobs name.
   std::set<std::string> const known = {"Logging in", "Listing streams", "Sanity test", "Checking for updates ...",
                                        "Fetching manifest", "Checking manifest", "Downloading update 1",
-                                       "Downloading update 2", "Decompressing update", "Updating game files"};
+                                       "Downloading update 2", "Decompressing update", "Updating game files",
+                                       "Verifying update"};
   std::vector<RecordedEvent> progress = r.view().events("asyncProgress");
   EXPECT_FALSE(progress.empty());
   for (RecordedEvent const& e : progress)

@@ -43,6 +43,24 @@ void addRoutes(httplib::Server& s, std::atomic<bool>& stopping) {
       return sink.write(std::string(1024, 's').data(), 1024);
     });
   });
+  // 64 KiB of a 1 MiB body, then nothing more until the test ends.
+  s.Get("/halt", [&stopping](httplib::Request const&, httplib::Response& res) {
+    res.set_content_provider(1 << 20, "application/octet-stream",
+                             [&stopping](size_t offset, size_t, httplib::DataSink& sink) {
+                               if (offset == 0) return sink.write(std::string(65536, 'h').data(), 65536);
+                               for (int i = 0; i < 3000 && !stopping; ++i) std::this_thread::sleep_for(10ms);
+                               return false;
+                             });
+  });
+  // 16 KiB in 1 KiB pieces, one every 150 ms: slow, but never still for long.
+  s.Get("/trickle", [&stopping](httplib::Request const&, httplib::Response& res) {
+    res.set_content_provider(16384, "application/octet-stream",
+                             [&stopping](size_t, size_t, httplib::DataSink& sink) {
+                               if (stopping) return false;
+                               std::this_thread::sleep_for(150ms);
+                               return sink.write(std::string(1024, 't').data(), 1024);
+                             });
+  });
   s.Get("/reset", [](httplib::Request const&, httplib::Response& res) {
     res.set_content_provider(1 << 20, "application/octet-stream",
                              [](size_t offset, size_t, httplib::DataSink& sink) {
@@ -183,6 +201,27 @@ TEST_F(CurlHttpTest, TransportFailuresCarryLibcurlsText) {
   EXPECT_EQ(body(bad), "status 200");
 }
 
+TEST_F(CurlHttpTest, AStalledTransferFailsAndASlowOneDoesNot) {
+  auto stalled = client.request(server.url("/halt"));
+  std::atomic<size_t> received{0};
+  stalled->setDataHandler([&](char const*, unsigned long count) { received += count; });
+  stalled->setLowSpeedLimit(1, 1);
+  stalled->execute();
+  ASSERT_TRUE(waitForCompletion(stalled)) << "a stall holds the request";
+  EXPECT_EQ(received, 65536u) << "it stalled mid-body";
+  EXPECT_FALSE(stalled->response());
+  EXPECT_NE(stalled->error().str().find("too slow"), std::string::npos) << stalled->error().str();
+
+  // Above the limit, a transfer may take longer than the limit's time.
+  auto slow = client.request(server.url("/trickle"));
+  slow->setLowSpeedLimit(512, 1);
+  slow->execute();
+  ASSERT_TRUE(waitForCompletion(slow));
+  EXPECT_EQ(slow->error().str(), "");
+  ASSERT_TRUE(slow->response());
+  EXPECT_EQ(slow->response()->results().str(), std::string(16384, 't'));
+}
+
 TEST_F(CurlHttpTest, AbortEndsTheTransferAndTheRequestRunsAgain) {
   auto quick = client.request(server.url("/stall"));
   quick->execute();
@@ -204,6 +243,30 @@ TEST_F(CurlHttpTest, AbortEndsTheTransferAndTheRequestRunsAgain) {
   during->execute();
   ASSERT_TRUE(waitForCompletion(during));
   EXPECT_EQ(body(during), "status 200");
+}
+
+TEST_F(CurlHttpTest, AWaitingNetworkThreadWakesForNewWorkAndForData) {
+  // Waits far longer than any request here may take: each must end by wake-ups alone.
+  client.stopPump();
+  std::atomic<bool> running{true};
+  std::thread network([&] {
+    while (running) {
+      client.loader().push();
+      client.loader().wait(25000);
+    }
+  });
+  for (std::string path : {"/status/200", "/slow", "/big/4194304"}) {
+    auto r = client.request(server.url(path));
+    r->execute();
+    if (!waitForCompletion(r)) {
+      ADD_FAILURE() << path << " waited for the network thread's time-out";
+      break;
+    }
+    EXPECT_EQ(r->error().str(), "") << path;
+  }
+  running = false;
+  client.request(server.url("/status/200"))->execute();  // new work: the thread looks up and ends
+  network.join();
 }
 
 // Records what a handler is told, on the queue the test runs.

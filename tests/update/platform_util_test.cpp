@@ -92,6 +92,29 @@ TEST(PlatformUtil, FindsProgramsRunningFromADirectory) {
   EXPECT_FALSE(update::anyProcessesRunningInPath(dir.path()));
 }
 
+TEST(PlatformUtil, FindsProgramsRunningFromADirectoryReachedThroughASymlink) {
+  // The game's directory as the launcher names it is a link; the kernel names the real one.
+  TempDir dir;
+  std::filesystem::create_directories(dir.file("real/bin"));
+  std::filesystem::create_directory_symlink(dir.file("real"), dir.file("game"));
+  std::string sleeper = dir.file("game/bin/sleeper");
+  std::filesystem::copy_file("/bin/sleep", sleeper);
+  chmod(sleeper.c_str(), 0755);
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    execl(sleeper.c_str(), "sleeper", "30", (char*)nullptr);
+    _exit(127);
+  }
+  EXPECT_TRUE(waitFor([&] { return update::anyProcessesRunningInPath(dir.file("real")); }));
+  for (std::string name : {dir.file("game"), dir.file("game/"), dir.file("game/bin"), dir.file("game/../game")})
+    EXPECT_TRUE(update::anyProcessesRunningInPath(name)) << name;
+  EXPECT_FALSE(update::anyProcessesRunningInPath(dir.file("game/other")));
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  EXPECT_FALSE(update::anyProcessesRunningInPath(dir.file("game")));
+}
+
 TEST(PlatformUtil, MakeWriteableAddsTheOwnersWriteBit) {
   TempDir dir;
   std::string file = dir.write("ro", "x");

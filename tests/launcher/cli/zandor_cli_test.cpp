@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,9 +12,12 @@
 #include <thread>
 
 #include "devserver.h"
+#include "launcher_hosts.h"
+#include "support/game_publisher.h"
 #include "support/local_http_server.h"
 #include "support/text.h"
 #include "support/temp_dir.h"
+#include "update/manifest.h"
 
 namespace {
 
@@ -25,29 +29,95 @@ struct Outcome {
   std::string err;
 };
 
+// The lines of a text, split at line ends and at the terminal's "go to the line's start".
+std::vector<std::string> linesOf(std::string const& text) {
+  std::vector<std::string> lines;
+  std::string line;
+  for (char c : text) {
+    if (c == '\n' || c == '\r') {
+      if (!line.empty()) lines.push_back(line);
+      line.clear();
+    } else {
+      line += c;
+    }
+  }
+  if (!line.empty()) lines.push_back(line);
+  return lines;
+}
+
 class ZandorCliTest : public ::testing::Test {
  protected:
   void SetUp() override {
     devserver::Config config = devserver::readConfig(ZANDOR_DEMO_DIR "/devserver.json");
     config.port = 0;
-    server = std::make_unique<devserver::DevServer>(config);
-    server->bind();
-    serving = std::thread([this] { server->serve(); });
+    serve(config);
     home.write("password", "demo\n");
     home.write("wrong", "not it\n");
   }
-  void TearDown() override {
+  void TearDown() override { stopServing(); }
+
+  void serve(devserver::Config const& config) {
+    server = std::make_unique<devserver::DevServer>(config);
+    server->bind();
+    serving = std::thread([this] { server->serve(); });
+  }
+  void stopServing() {
     server->stop();
     serving.join();
   }
 
-  // Starts zandor-cli with its output in files; the caller waits for it.
-  pid_t spawn(std::vector<std::string> args) {
+  // Serves, besides the demo, the stream "big": a small game and a file of 1 GiB that is already
+  // installed. Every check reads that file whole, so that each check lasts long enough for the
+  // launcher to report it, whatever the machine.
+  void serveBigStream() {
+    std::string gameDir = home.file("share/Zandor Works/ZandorGame/data/streams/big");
+    fs::create_directories(gameDir + "/data");
+    std::ofstream(gameDir + "/data/huge.bin").close();
+    fs::resize_file(gameDir + "/data/huge.bin", uint64_t(1) << 30);
+    PublishedGame game = publishGame({{{"/bin/sample-game", "#!/bin/sh\nexit 0\n", true}, {"/data/small.txt", "s"}}}, "1");
+    update::ManifestBundle installed;
+    installed.checksum = sha1Of("never fetched");
+    installed.size = uint64_t(1) << 30;
+    installed.entries.push_back({"/data/huge.bin", update::readAndChecksum(gameDir + "/data/huge.bin", nullptr), "",
+                                 installed.size, 0, 0, false});
+    game.manifest->bundles.push_back(installed);
+    std::ostringstream json;
+    update::Manifest::toJson(game.manifest).writeTo(json);
+    std::string text = json.str();
+    ASSERT_TRUE(vorn::gzip(std::vector<char>(text.begin(), text.end()), game.manifestGz));
+    fs::create_directories(home.file("site/Big/hashed"));
+    home.write("site/Big/manifest.gz", game.manifestGz);
+    for (auto const& [checksum, data] : game.bundles) home.write("site/Big/hashed/" + checksum, data);
+
+    devserver::Config config = devserver::readConfig(ZANDOR_DEMO_DIR "/devserver.json");
+    config.port = 0;
+    devserver::Stream big;
+    big.name = "big";
+    big.buildId = "1";
+    big.description = "A small game beside a large file";
+    big.titleFolder = "Big";
+    big.manifestName = "manifest.gz";
+    big.contentDir = home.file("site");
+    big.authSuffix = "?token=big";
+    big.titleId = 7;
+    config.streams.push_back(big);
+    stopServing();
+    serve(config);
+  }
+
+  // Starts zandor-cli with its output in files, or its standard output on the terminal named;
+  // the caller waits for it.
+  pid_t spawn(std::vector<std::string> args, std::string const& terminal = "") {
     args.insert(args.begin(), {ZANDOR_CLI_EXE, "--service-url", server->baseUrl()});
     pid_t child = fork();
     if (child == 0) {
       setenv("XDG_DATA_HOME", home.file("share").c_str(), 1);
-      dup2(open(home.file("out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
+      if (terminal.empty()) {
+        dup2(open(home.file("out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
+      } else {
+        setsid();
+        dup2(open(terminal.c_str(), O_RDWR), 1);
+      }
       dup2(open(home.file("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
       std::vector<char*> argv;
       for (std::string& a : args) argv.push_back(a.data());
@@ -69,6 +139,14 @@ class ZandorCliTest : public ::testing::Test {
   std::unique_ptr<devserver::DevServer> server;
   std::thread serving;
 };
+
+TEST(ZandorCliResources, TheUIFolderCarriesTheLaunchersChecksum) {
+  // Self-update compares it with the published one; the folder beside zandor-cli must have it
+  // whatever target laid the folder out.
+  std::string folder = fs::path(ZANDOR_CLI_EXE).parent_path() / "resources/ui";
+  ASSERT_TRUE(fs::exists(folder + "/appchksm.txt"));
+  EXPECT_EQ(readFile(folder + "/appchksm.txt"), update::readAndChecksum(ZANDOR_LAUNCHER_EXE, nullptr));
+}
 
 TEST_F(ZandorCliTest, PlaysTheDemoStreamAndThenPlaysOffline) {
   Outcome first = cli({"play", "stable", "--user", "demo", "--password-file", home.file("password")});
@@ -125,11 +203,108 @@ TEST_F(ZandorCliTest, FailuresEndWithStatusOneAndTheReason) {
   }
 }
 
+TEST_F(ZandorCliTest, IntoAPipeEachPhaseIsOneLineAndTheFinalCheckHasItsOwn) {
+  serveBigStream();
+  Outcome o = cli({"play", "big", "--user", "demo", "--password-file", home.file("password")});
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_EQ(o.out.find('\r'), std::string::npos) << o.out;
+  std::vector<std::string> lines = linesOf(o.out);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(o.out.find("OnViewCreated"), std::string::npos) << "only the launcher's own output:\n" << o.out;
+  auto position = [&](std::string const& start) {
+    size_t found = lines.size();
+    for (size_t i = 0; i < lines.size(); ++i) {
+      if (lines[i].rfind(start, 0) != 0) continue;
+      EXPECT_EQ(found, lines.size()) << "\"" << start << "\" twice in\n" << o.out;
+      found = i;
+    }
+    return found;
+  };
+  size_t checking = position("Checking manifest ["), verifying = position("Verifying update ["),
+         updated = position("Updated big");
+  EXPECT_LT(checking, verifying) << o.out;
+  EXPECT_LT(verifying, updated) << o.out;
+  // Starting the game runs a sanity test of its own, which may show after this.
+  ASSERT_LT(updated + 1, lines.size()) << o.out;
+  EXPECT_EQ(lines[updated + 1], "Starting big");
+}
+
+TEST_F(ZandorCliTest, OnATerminalEveryLineFitsItsWidth) {
+  serveBigStream();
+  int master = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_GE(master, 0);
+  ASSERT_EQ(grantpt(master), 0);
+  ASSERT_EQ(unlockpt(master), 0);
+  winsize size{};
+  size.ws_row = 24;
+  size.ws_col = 40;
+  ASSERT_EQ(ioctl(master, TIOCSWINSZ, &size), 0);
+  pid_t child = spawn({"play", "big", "--user", "demo", "--password-file", home.file("password")}, ptsname(master));
+  // Read until the terminal closes with the program's end.
+  std::string shown;
+  char buffer[4096];
+  for (ssize_t n; (n = read(master, buffer, sizeof buffer)) > 0;) shown.append(buffer, size_t(n));
+  close(master);
+  Outcome o = finish(child);
+  EXPECT_EQ(o.status, 0) << o.err;
+  std::vector<std::string> lines = linesOf(shown);
+  bool sawCheck = false;
+  for (std::string line : lines) {
+    if (line.rfind("\033[K", 0) == 0) line.erase(0, 3);
+    EXPECT_LT(line.size(), 40u) << line;
+    sawCheck = sawCheck || line.rfind("Checking manifest", 0) == 0;
+  }
+  EXPECT_TRUE(sawCheck) << shown;
+}
+
+TEST_F(ZandorCliTest, WithoutADesktopSelfUpdateSaysWhereItUnpacked) {
+  // The build's live setup host, as the launcher self-update tests serve it.
+  TempDir image;
+  fs::create_directories(image.file("ZandorLauncher"));
+  image.write("ZandorLauncher/README.txt", "the newer launcher\n");
+  ASSERT_EQ(std::system(("tar -czf '" + image.file("ZandorLauncher.tar.gz") + "' -C '" + image.path() +
+                         "' ZandorLauncher").c_str()), 0);
+  devserver::Config setup;
+  std::string setupUrl = hosts::kLiveSetupUrl;
+  setup.port = std::stoi(setupUrl.substr(setupUrl.rfind(':') + 1));
+  setup.launcherChecksum = "2222222222222222222222222222222222222222";
+  setup.launcherImage = image.file("ZandorLauncher.tar.gz");
+  devserver::DevServer host(setup);
+  ASSERT_NO_THROW(host.bind()) << "port " << setup.port << " is taken; stop the server that holds it";
+  std::thread hosting([&] { host.serve(); });
+
+  // No desktop: an opener that fails, and none at all (only what unpacking needs on PATH).
+  TempDir failing, missing;
+  failing.write("xdg-open", "#!/bin/sh\nexit 3\n");
+  fs::permissions(failing.file("xdg-open"), fs::perms::owner_all);
+  for (char const* tool : {"mkdir", "tar", "gzip"}) {
+    std::string found = "/usr/bin/" + std::string(tool);
+    if (!fs::exists(found)) found = "/bin/" + std::string(tool);
+    fs::create_symlink(found, missing.file(tool));
+  }
+  std::string path = std::getenv("PATH");
+  for (std::string const& searched : {failing.path() + ":" + path, missing.path()}) {
+    fs::remove_all(home.file("share"));
+    fs::remove_all("/tmp/ZandorLauncherTemp");
+    setenv("PATH", searched.c_str(), 1);
+    Outcome o = cli({"--update-check-url", hosts::kLiveSetupUrl, "self-update"});
+    setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(o.status, 0) << searched << "\n" << o.err;
+    EXPECT_NE(o.out.find("Launcher update unpacked into /tmp/ZandorLauncherTemp\n"), std::string::npos) << o.out;
+    EXPECT_TRUE(fs::exists("/tmp/ZandorLauncherTemp/ZandorLauncher/README.txt")) << searched;
+  }
+  fs::remove_all("/tmp/ZandorLauncherTemp");
+  host.stop();
+  hosting.join();
+}
+
 TEST_F(ZandorCliTest, CtrlCCancelsTheUpdateOnce) {
   // The demo's content through a slow host.
   LocalHttpServer slow;
   std::string site = ZANDOR_DEMO_DIR "/site/v2";
-  slow.routes().Get(R"(/slow/(.*))", [site](httplib::Request const& req, httplib::Response& res) {
+  std::atomic<bool> downloading{false};
+  slow.routes().Get(R"(/slow/(.*))", [site, &downloading](httplib::Request const& req, httplib::Response& res) {
+    if (req.matches[1].str().find("/hashed/") != std::string::npos) downloading = true;
     auto data = std::make_shared<std::string>(readFile(site + "/" + req.matches[1].str()));
     res.set_content_provider(data->size(), "application/octet-stream",
                              [data](size_t offset, size_t length, httplib::DataSink& sink) {
@@ -140,8 +315,8 @@ TEST_F(ZandorCliTest, CtrlCCancelsTheUpdateOnce) {
   slow.start();
   pid_t child = spawn({"--download-url", slow.url("/slow/"), "play", "stable", "--user", "demo", "--password-file",
                        home.file("password")});
-  for (int i = 0; i < 3000 && readFile(home.file("out")).find("Downloading update") == std::string::npos; ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  // Into a file, the download's line shows only once it is over: the host tells when it began.
+  for (int i = 0; i < 3000 && !downloading; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   kill(child, SIGINT);
   kill(child, SIGINT);
   Outcome o = finish(child);
