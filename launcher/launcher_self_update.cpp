@@ -1,6 +1,5 @@
 // The launcher's own update: compare checksums, fetch the new image, unpack it and show it.
 #include <cstdlib>
-#include <fstream>
 
 #include "ka/log.h"
 #include "ka/pathutil.h"
@@ -12,6 +11,7 @@
 #include "update/download.h"
 #include "update/platform_util.h"
 #include "vorn/osutil.h"
+#include "vorn/output_file.h"
 
 namespace {
 
@@ -27,6 +27,23 @@ uint64_t leadingNumber(std::string const& text) {
     value = value * 10 + digit;
   }
   return value;
+}
+
+// What a published checksum may be: it becomes part of a file name and of a shell command.
+bool isHexText(std::string const& text) {
+  if (text.empty() || text.size() > 128) return false;
+  return text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+}
+
+// `text` for the inside of a shell's double quotes: the characters the shell still reads there
+// are escaped, so that a home folder with a "$" or a quote stays one plain word.
+std::string insideDoubleQuotes(std::string const& text) {
+  std::string out;
+  for (char c : text) {
+    if (c == '"' || c == '\\' || c == '$' || c == '`') out += '\\';
+    out += c;
+  }
+  return out;
 }
 
 // The text up to the first zero byte.
@@ -83,12 +100,16 @@ void LauncherGUI::checkLauncherJob(std::string const& id) {
     return endQuietly();
   }
   std::string latest = untilZero(checksumBytes);
+  if (!isHexText(latest)) {
+    KA_LOG(Warn) << "Ignoring the published launcher checksum: it is not hexadecimal text";
+    return endQuietly();
+  }
 
   std::string cacheFile =
       ka::path::join(ka::path::join(ka::getUserDataDir(config.company, config.product), "updates"),
                      "ZandorLauncher_" + latest.substr(0, 32) + ".tar.gz");
   bool matches = checkLauncherChecksumMatches(latest);
-  std::string partFile = cacheFile + ".part";
+  std::string partFile = cacheFile + vorn::kPartialFileSuffix;
   if (matches || progress->canceled) {
     // The image of a finished update goes at the first run of the new launcher.
     vorn::osutil::deleteFile(cacheFile);
@@ -115,18 +136,16 @@ void LauncherGUI::checkLauncherJob(std::string const& id) {
     // Written under another name and renamed once whole: an image cut short by a crash or a
     // full disk must never pass for a cached one, which would be unpacked, and fail, for ever.
     vorn::osutil::mkdirAndParents(ka::path::parent(cacheFile));
-    std::ofstream out(partFile, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), std::streamsize(bytes.size()));
-    out.close();
-    if (!out || !vorn::osutil::renameFile(partFile, cacheFile)) {
-      KA_LOG(Error) << "failed to write new launcher download file: " << cacheFile;
-      vorn::osutil::deleteFile(partFile);
+    std::string why;
+    if (!vorn::writeWholeFile(cacheFile, bytes.data(), bytes.size(), why)) {
+      KA_LOG(Error) << "failed to write new launcher download file: " << cacheFile << " (" << why << ")";
       finishJob(id, false, jMsg("failed write to disk"));
       return;
     }
   }
 
-  std::string command = std::string("mkdir -p ") + kUnpackDir + " && tar -xzf \"" + cacheFile + "\" -C " + kUnpackDir;
+  std::string command = std::string("mkdir -p ") + kUnpackDir + " && tar -xzf \"" + insideDoubleQuotes(cacheFile) +
+                        "\" -C " + kUnpackDir;
   KA_LOG(Info) << "Attempting system call \"" << command << "\"";
   if (std::system(command.c_str()) != 0) {
     KA_LOG(Error) << "failed to mount dmg: " << cacheFile;

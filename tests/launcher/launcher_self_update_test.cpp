@@ -91,6 +91,27 @@ TEST_F(LauncherSelfUpdateTest, ANewerLauncherIsDownloadedUnpackedAndShown) {
       << log;
 }
 
+// The published checksum names the cached image and reaches the unpacking command.
+TEST_F(LauncherSelfUpdateTest, APublishedChecksumThatIsNotHexadecimalIsIgnored) {
+  std::string pwned = home.file("pwned");
+  // No blanks: the checksum service's answer must stay two words to get this far.
+  for (std::string const& hostile : {"\";touch${IFS}" + pwned + ";\"", "../../../../" + kNewer, "$(touch${IFS}" + pwned + ")"}) {
+    SCOPED_TRACE(hostile);
+    publish(hostile, home.file("ZandorLauncher.tar.gz"));
+    RecordedEvent outcome = check();
+    EXPECT_TRUE(outcome.flag(1));
+    EXPECT_EQ(outcome.text(2), "");
+    EXPECT_FALSE(fs::exists(pwned));
+    EXPECT_FALSE(fs::exists(dataDir("Test Studio", "TestGame") + "/updates"));
+    EXPECT_TRUE(opener.opened().empty());
+    run.reset();
+    server->stop();
+    serving.join();
+    server.reset();
+    ka::cmd_line::reset();
+  }
+}
+
 TEST_F(LauncherSelfUpdateTest, AnImageAlreadyCachedIsNotFetchedAgain) {
   publish(kNewer, home.file("no-such-image"));
   fs::create_directories(fs::path(cacheFile(kNewer)).parent_path());
