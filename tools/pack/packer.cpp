@@ -128,7 +128,8 @@ class BundleWriter {
 
   std::vector<update::ManifestBundle> finish() {
     closeOpen();
-    // An empty stored entry must sit at its bundle's very end: the launcher reads size 0 as "to the end".
+    // An empty stored entry sits at its bundle's very end: older launchers read size 0 as "to the
+    // end", and players may still run one.
     for (auto& bundle : bundles_) {
       for (auto& e : bundle.entries) {
         if (e.size == 0 && e.sizeZ == 0) e.offset = bundle.size;
@@ -210,7 +211,7 @@ std::vector<char> extract(std::vector<char> const& bundle, update::ManifestEntry
   }
   if (e.sizeZ == 0) {
     if (e.size == 0 && e.offset != bundle.size()) {
-      fault = "empty stored entry isn't at the bundle's end (the launcher would unpack the rest of the bundle into it)";
+      fault = "empty stored entry isn't at the bundle's end (older launchers would unpack the rest of the bundle into it)";
       return {};
     }
     if (e.offset + e.size > bundle.size()) {
