@@ -12,6 +12,7 @@
 #include "devserver.h"
 #include "support/launcher_home.h"
 #include "support/local_http_server.h"
+#include "support/slow_site.h"
 #include "support/text.h"
 #include "vorn/gzip.h"
 
@@ -220,20 +221,8 @@ TEST_F(LauncherServicesTest, ARunningGameRefusesTheUpdate) {
 TEST_F(LauncherServicesTest, ACancelDuringTheDownloadEndsTheJobAtTheNextGate) {
   startServer(1);
   // The stream's content through a slow host: each bundle trickles in over seconds.
-  LocalHttpServer slow;
-  std::string site = home.file("site-v1");
-  slow.routes().Get(R"(/slow/(.*))", [site](httplib::Request const& req, httplib::Response& res) {
-    auto data = std::make_shared<std::string>(readFile(site + "/" + std::string(req.matches[1])));
-    if (req.matches[1].str().find("/hashed/") == std::string::npos)
-      return res.set_content(*data, "application/octet-stream");
-    res.set_content_provider(data->size(), "application/octet-stream",
-                             [data](size_t offset, size_t length, httplib::DataSink& sink) {
-                               std::this_thread::sleep_for(std::chrono::milliseconds(20));
-                               return sink.write(data->data() + offset, std::min<size_t>(length, 16384));
-                             });
-  });
-  slow.start();
-  LauncherRun& r = start({"--download-url", slow.url("/slow/")});
+  SlowSite slow(home.file("site-v1"));
+  LauncherRun& r = start({"--download-url", slow.url()});
   ASSERT_TRUE(signIn().flag(1));
   ASSERT_TRUE(call("listStreams").flag(1));
   std::string id = r.view().callText("checkManifest", {std::string("stable"), std::string("")});
