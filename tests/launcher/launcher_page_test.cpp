@@ -9,9 +9,10 @@
 #include <set>
 #include <thread>
 
-#include "devserver.h"
 #include "ka/logsink.h"
+#include "support/dev_server_thread.h"
 #include "support/launcher_home.h"
+#include "support/local_http_server.h"
 #include "support/page_driver.h"
 #include "support/slow_site.h"
 #include "support/text.h"
@@ -77,15 +78,15 @@ std::string const kPassword = "correct horse battery staple";
 class LauncherPageTest : public ::testing::Test, public LauncherHome {
  protected:
   LauncherPageTest() {
+    // The page's files from the build's UI folder; the home keeps its own configuration.
+    fs::copy(ZANDOR_UI_DIR, ui(), fs::copy_options::recursive | fs::copy_options::skip_existing);
     writeUI("config.json", R"({"company": "Test Studio", "product": "TestGame",
                               "executable_linux": "bin/sample-game", "productCode": "TS-1", "titleId": 7})");
-    for (char const* file : {"index.html", "style.css", "launcher.js"})
-      fs::copy_file(ZANDOR_UI_DIR "/" + std::string(file), ui() + "/" + file);
-    fs::copy(ZANDOR_UI_DIR "/fonts", ui() + "/fonts", fs::copy_options::recursive);
   }
   ~LauncherPageTest() override {
+    // The launcher first, closing its connections, so that the server need not wait them out.
     page.reset();
-    stopServer();
+    server.reset();
   }
 
   void startServer() {
@@ -93,15 +94,7 @@ class LauncherPageTest : public ::testing::Test, public LauncherHome {
     config.bind = "127.0.0.1";
     config.port = 0;
     config.users.push_back({"player", kPassword, "Player One", "player@example.com"});
-    server = std::make_unique<devserver::DevServer>(config);
-    server->bind();
-    serving = std::thread([this] { server->serve(); });
-  }
-  void stopServer() {
-    if (!server) return;
-    server->stop();
-    serving.join();
-    server.reset();
+    server = std::make_unique<DevServerThread>(config);
   }
 
   // Starts the launcher on the server, unless the words name other hosts, and waits for its page.
@@ -133,8 +126,7 @@ class LauncherPageTest : public ::testing::Test, public LauncherHome {
   std::string gameDir() const { return dataDir("Test Studio", "TestGame") + "/streams/stable"; }
 
   RequestLog requests;
-  std::unique_ptr<devserver::DevServer> server;
-  std::thread serving;
+  std::unique_ptr<DevServerThread> server;
   std::unique_ptr<PageDriver> page;
 };
 
@@ -275,10 +267,9 @@ TEST_F(LauncherPageTest, CancelDuringASlowDownloadLeavesThePageReadyAndTheBuildU
 }
 
 TEST_F(LauncherPageTest, AnUnreachableServiceOffersPlayOfflineOnlyWithABuildInstalled) {
-  LocalHttpServer stopped;
-  stopped.start();
-  std::string gone = stopped.url("");
-  stopped.stop();
+  startServer();
+  std::string gone = server->baseUrl();
+  server.reset();
   open({"--service-url", gone, "--update-check-url", gone});
   signIn("demo", "demo");
   EXPECT_TRUE(page->waitFor("!$('signin-error').hidden"));

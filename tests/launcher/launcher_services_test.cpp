@@ -9,7 +9,7 @@
 #include <mutex>
 #include <set>
 
-#include "devserver.h"
+#include "support/dev_server_thread.h"
 #include "support/launcher_home.h"
 #include "support/local_http_server.h"
 #include "support/slow_site.h"
@@ -56,16 +56,10 @@ class LauncherServicesTest : public ::testing::Test, public LauncherHome {
     config.port = port;
     config.users = {{"player", kPassword, "Player One", "player@example.com"}};
     config.streams = {demoStream(version, home.file("site-v" + std::to_string(version)))};
-    server = std::make_unique<devserver::DevServer>(config);
-    port = server->bind();
-    serving = std::thread([this] { server->serve(); });
+    server = std::make_unique<DevServerThread>(config);
+    port = server->port();
   }
-  void stopServer() {
-    if (!server) return;
-    server->stop();
-    serving.join();
-    server.reset();
-  }
+  void stopServer() { server.reset(); }
 
   LauncherRun& start(std::vector<std::string> words = {}) {
     words.insert(words.begin(), {"--service-url", server->baseUrl()});
@@ -82,8 +76,7 @@ class LauncherServicesTest : public ::testing::Test, public LauncherHome {
   std::string gameDir() const { return dataDir("Test Studio", "TestGame") + "/streams/stable"; }
 
   int port = 0;
-  std::unique_ptr<devserver::DevServer> server;
-  std::thread serving;
+  std::unique_ptr<DevServerThread> server;
   std::unique_ptr<LauncherRun> run;
 };
 

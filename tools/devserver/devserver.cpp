@@ -112,6 +112,8 @@ int DevServer::bind() {
 
 void DevServer::serve() { server_->listen_after_bind(); }
 
+bool DevServer::serving() const { return server_->is_running(); }
+
 void DevServer::stop() { server_->stop(); }
 
 std::string DevServer::baseUrl() const { return "http://" + config_.bind + ":" + std::to_string(port_); }

@@ -48,6 +48,8 @@ class DevServer {
   int bind();
   // Serves until stop() is called from another thread.
   void serve();
+  // True once serve() takes requests; a stop that comes earlier is lost.
+  bool serving() const;
   void stop();
   std::string baseUrl() const;
 
