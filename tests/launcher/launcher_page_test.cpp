@@ -246,7 +246,8 @@ TEST_F(LauncherPageTest, PlayBringsStableUpToDateAndStartsItWithTheSettingsArgum
 TEST_F(LauncherPageTest, CancelDuringASlowDownloadLeavesThePageReadyAndTheBuildUnremembered) {
   startServer();
   SlowSite slow(ZANDOR_DEMO_DIR "/site/v2");
-  open({"--download-url", slow.url()});
+  open({"--devmode", "--download-url", slow.url()});
+  EXPECT_EQ(page->text("$('dev-badge').hidden"), "false");
   signIn("demo", "demo");
   waitForLibrary("Demo Player");
   ASSERT_TRUE(page->click("#play"));
@@ -263,7 +264,14 @@ TEST_F(LauncherPageTest, CancelDuringASlowDownloadLeavesThePageReadyAndTheBuildU
   EXPECT_EQ(page->text("$('library-message-text').textContent"), "Update cancelled. Press Play to pick it up again.");
   EXPECT_EQ(page->text("localStorage.getItem('zandor.build.stable')"), "null");
   EXPECT_FALSE(page->platform().exitPending());
+
+  // With the content gone, Verify files fails with a reason and an offer to try again.
   slow.stop();
+  ASSERT_TRUE(page->click("#verify"));
+  EXPECT_TRUE(page->waitFor("$('library').dataset.state === 'failed' && !$('retry').hidden"));
+  std::string reason = page->text("$('library-message-text').textContent");
+  EXPECT_FALSE(reason.empty() || reason[0] == '{') << reason;
+  EXPECT_EQ(page->text("localStorage.getItem('zandor.build.stable')"), "null");
 }
 
 TEST_F(LauncherPageTest, AnUnreachableServiceOffersPlayOfflineOnlyWithABuildInstalled) {
