@@ -156,7 +156,7 @@ function showScreen(name) {
   $('account').hidden = name !== 'library';
 }
 
-function showSignIn(error = '') {
+function showSignIn() {
   showScreen('signin');
   $('forgot-form').hidden = true;
   $('signin-form').hidden = false;
@@ -165,7 +165,7 @@ function showSignIn(error = '') {
   $('remember').checked = !!store.get('remember');
   $('stay').disabled = !$('remember').checked;
   $('stay').checked = $('remember').checked && !!store.get('stay');
-  setSignInError(error);
+  setSignInError('');
   setSignInBusy(false);
   $('name').focus();
 }
