@@ -150,6 +150,30 @@ void CliPage::selfUpdate() {
   });
 }
 
+namespace {
+
+// A copy of a phase's progress as it stands at its end: every step and every byte done.
+ka::Json finished(ka::Json const& progress) {
+  ka::Json done = ka::Json::makeObject();
+  for (auto it = progress.object_begin(); it != progress.object_end(); ++it) done.set(it->first, it->second);
+  done.set("index", progress.get("total"));
+  ka::Json download = progress.get("download");
+  if (download.type() == ka::Json::TYPE_Object) {
+    std::string bytes = download.get("bytesProgress").asString("");
+    size_t slash = bytes.find(" / ");
+    ka::Json whole = ka::Json::makeObject();
+    for (auto it = download.object_begin(); it != download.object_end(); ++it) whole.set(it->first, it->second);
+    whole.set("totalBytesReceived", download.get("totalExpectedBytes"));
+    whole.set("bytesPerSecond", ka::Json::makeString("done"));
+    if (slash != std::string::npos)
+      whole.set("bytesProgress", ka::Json::makeString(bytes.substr(slash + 3) + bytes.substr(slash)));
+    done.set("download", whole);
+  }
+  return done;
+}
+
+}  // namespace
+
 void CliPage::job(std::string const& name, std::vector<webui::Value> args, Continuation then) {
   std::string id = std::get<std::string>(commands_.at(name)(args));
   if (id.empty()) return fail("The launcher refused \"" + name + "\": it is busy or an argument is missing");
@@ -165,7 +189,7 @@ void CliPage::handle(Event const& event) {
     return;
   }
   if (event.name != "async_result" || text(event.args, 0) != pendingJob_) return;
-  endProgressLine();
+  endProgressLine(webui::argBool(event.args, 1));
   pendingJob_.clear();
   Continuation then = std::move(then_);
   then(webui::argBool(event.args, 1), text(event.args, 2));
@@ -187,16 +211,20 @@ void CliPage::showProgress(std::string const& document) {
   // Into a file or pipe, a phase's line goes out once, when the phase is over, so that it shows
   // where the phase got to and not where it began.
   std::string phase = progress.get("message").asString("");
-  if (phase != phase_) endProgressLine();
+  if (phase != phase_) endProgressLine(true);
   phase_ = phase;
-  pendingLine_ = progressLine(progress);
+  pendingProgress_ = progress;
 }
 
-void CliPage::endProgressLine() {
+void CliPage::endProgressLine(bool completed) {
   if (lineOpen_) out_ << std::endl;
   lineOpen_ = false;
-  if (!pendingLine_.empty()) out_ << pendingLine_ << std::endl;
-  pendingLine_.clear();
+  if (pendingProgress_.type() == ka::Json::TYPE_Object) {
+    ka::Json shown = pendingProgress_;
+    if (completed) shown = finished(shown);
+    out_ << progressLine(shown) << std::endl;
+  }
+  pendingProgress_ = ka::Json();
   phase_.clear();
 }
 

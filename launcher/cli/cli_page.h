@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "ka/json.h"
 #include "webui/webui.h"
 
 namespace cli {
@@ -71,8 +72,9 @@ class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEve
   void handle(Event const& event);
   void showProgress(std::string const& document);
   // The shown phase is over: a terminal's line stays as it stands, and into a file or pipe the
-  // phase's line goes out now.
-  void endProgressLine();
+  // phase's line goes out now, as finished when the job went on or succeeded (progress is
+  // sampled, so a short phase's last sample may show it barely begun), else where it stopped.
+  void endProgressLine(bool completed = false);
   void succeed(std::string const& message);
   void fail(std::string const& message);
 
@@ -90,7 +92,7 @@ class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEve
   Continuation then_;
   bool lineOpen_ = false;     // on a terminal, a progress line waits for its end
   std::string phase_;         // into a file or pipe, the phase shown last
-  std::string pendingLine_;   // and its line as its last progress left it
+  ka::Json pendingProgress_;  // and its last progress document
   int status_ = 0;
 
   std::mutex mutex_;  // guards open_ and events_

@@ -59,6 +59,8 @@ class CliPageTest : public ::testing::Test {
   std::unique_ptr<cli::CliPage> page;
 };
 
+// Progress is sampled: a phase that the job left behind is shown finished, whatever its last
+// sample said; a failed job's phase shows where it stopped.
 TEST_F(CliPageTest, IntoAPipeEachPhaseIsOneLineWithTheFiguresItEndedAt) {
   start(nullptr);
   for (int i = 0; i <= 4; ++i) page->TriggerEvent("asyncProgress", progress("Checking manifest", i, 8));
@@ -66,16 +68,29 @@ TEST_F(CliPageTest, IntoAPipeEachPhaseIsOneLineWithTheFiguresItEndedAt) {
   EXPECT_EQ(out.str(), "") << "a phase shows once it is over";
   page->TriggerEvent("asyncProgress", progress("Updating game files", 1, 4));
   page->TriggerEvent("asyncProgress", progress("Updating game files", 3, 4));
+  page->TriggerEvent("asyncProgress", R"({"message":"Downloading update 2","errors":0,"index":0,"total":0,"download":{
+      "bytesPerSecond":"Calculating ...","etaSeconds":0,"totalExpectedBytes":1000,"totalBytesReceived":0,
+      "downloadsActive":1,"downloadsCompleted":0,"bytesProgress":"0.0 MB / 10.0 MB"}})");
   page->TriggerEvent("asyncProgress", progress("Verifying update", 2, 8));
   page->update(0);
   page->TriggerEvent("async_result", std::string("1"), true, std::string("open dmg folder, exiting..."));
   page->update(0);
   EXPECT_EQ(out.str(),
-            "Checking manifest [############............]   50%\n"
-            "Updating game files [##################......]   75%\n"
-            "Verifying update [######..................]   25%\n"
+            "Checking manifest [########################]  100%\n"
+            "Updating game files [########################]  100%\n"
+            "Downloading update 2 [########################]  100%  done  10.0 MB / 10.0 MB\n"
+            "Verifying update [########################]  100%\n"
             "Launcher update unpacked into /tmp/ZandorLauncherTemp\n");
   EXPECT_EQ(page->exitStatus(), 0);
+}
+
+TEST_F(CliPageTest, IntoAPipeAFailedJobsPhaseShowsWhereItStopped) {
+  start(nullptr);
+  page->TriggerEvent("asyncProgress", progress("Decompressing update", 3, 8));
+  page->update(0);
+  page->TriggerEvent("async_result", std::string("1"), false, std::string(R"({"Message":"disk full"})"));
+  page->update(0);
+  EXPECT_EQ(out.str(), "Decompressing update [#########...............]   37%\n");
 }
 
 TEST_F(CliPageTest, OnATerminalTheLineFitsItsWidthAsItChanges) {
