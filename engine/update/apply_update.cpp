@@ -29,16 +29,16 @@ std::string recordPath(UpdateContext const& context) {
 
 // Null when there is no record: the launcher that installed these files kept none.
 std::optional<NameSet> readInstallRecord(UpdateContext const& context) {
-  if (!vorn::osutil::fileExists(recordPath(context))) return std::nullopt;
+  std::string path = recordPath(context);
+  if (!vorn::osutil::fileExists(path)) return std::nullopt;
   try {
-    std::ifstream in(recordPath(context), std::ios::binary);
+    std::ifstream in(path, std::ios::binary);
     ka::Json files = ka::Json::readFrom(in).get("files", ka::Json());
     NameSet names;
     for (size_t i = 0; i < files.arrayLength(); ++i) names.insert(files.get(i, ka::Json()).asString(""));
     return names;
   } catch (std::runtime_error const& error) {
-    KA_LOG(Warn) << "Ignoring the unreadable record of installed files " << recordPath(context) << ": "
-                 << error.what();
+    KA_LOG(Warn) << "Ignoring the unreadable record of installed files " << path << ": " << error.what();
     return std::nullopt;
   }
 }
@@ -69,10 +69,6 @@ NameSet namesOf(UpdateContext& context) {
     for (ManifestEntry const& entry : bundle.entries) names.insert(entry.filename);
   if (auto manifest = storedManifestName(context)) names.insert(*manifest);
   return names;
-}
-
-bool endsWith(std::string const& text, std::string_view tail) {
-  return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
 }
 
 // Installs one unpacked content under each of its names, then consumes the temporary file.
@@ -117,7 +113,7 @@ NameSet removeStaleFiles(UpdateContext& context, std::optional<NameSet> const& i
   vorn::osutil::walkDirectory(context.gameDir().str(), "", vorn::LDR_Recurse, [&](vorn::osutil::DirEntry const& item) {
     std::string const& name = item.virtualPath;
     if (item.isDirectory || name == record) return;
-    if (endsWith(name, vorn::kPartialFileSuffix)) {
+    if (name.ends_with(vorn::kPartialFileSuffix)) {
       KA_LOG(Info) << "Delete leftover: " << name;
       if (!vorn::osutil::deleteFile(item.hostPath)) KA_LOG(Warn) << "Error deleting file : " << name;
       return;
