@@ -152,17 +152,22 @@ void CliPage::selfUpdate() {
 
 namespace {
 
+// A new object with the members of `object`: Json containers are shared, not copied, by assignment.
+ka::Json copyOf(ka::Json const& object) {
+  ka::Json copy = ka::Json::makeObject();
+  for (auto it = object.object_begin(); it != object.object_end(); ++it) copy.set(it->first, it->second);
+  return copy;
+}
+
 // A copy of a phase's progress as it stands at its end: every step and every byte done.
 ka::Json finished(ka::Json const& progress) {
-  ka::Json done = ka::Json::makeObject();
-  for (auto it = progress.object_begin(); it != progress.object_end(); ++it) done.set(it->first, it->second);
+  ka::Json done = copyOf(progress);
   done.set("index", progress.get("total"));
   ka::Json download = progress.get("download");
   if (download.type() == ka::Json::TYPE_Object) {
     std::string bytes = download.get("bytesProgress").asString("");
     size_t slash = bytes.find(" / ");
-    ka::Json whole = ka::Json::makeObject();
-    for (auto it = download.object_begin(); it != download.object_end(); ++it) whole.set(it->first, it->second);
+    ka::Json whole = copyOf(download);
     whole.set("totalBytesReceived", download.get("totalExpectedBytes"));
     whole.set("bytesPerSecond", ka::Json::makeString("done"));
     if (slash != std::string::npos)

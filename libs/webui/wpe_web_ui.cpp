@@ -144,10 +144,11 @@ WpeWebUI::WpeWebUI(WebUISettings const& settings, EventListener* listener, std::
 
 WpeWebUI::~WpeWebUI() {
   KA_LOG(Info) << "Shutting down CoherentUI";
+  bool hadViews = !views_.empty();
   views_.clear();
   // A page's process lets go of its storage a little after its view has gone; if the storage
   // went first, the network process would print a complaint about it at every end.
-  for (gint64 end = g_get_monotonic_time() + 200000; g_get_monotonic_time() < end; g_usleep(1000))
+  for (gint64 end = g_get_monotonic_time() + 200000; hadViews && g_get_monotonic_time() < end; g_usleep(1000))
     g_main_context_iteration(nullptr, FALSE);
   webkit_user_content_filter_unref(topFrameRules_);
   g_object_unref(context_);

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <mutex>
 #include <set>
 
 #include "support/dev_server_thread.h"
@@ -14,7 +13,6 @@
 #include "support/local_http_server.h"
 #include "support/slow_site.h"
 #include "support/text.h"
-#include "vorn/gzip.h"
 
 namespace {
 
@@ -245,66 +243,26 @@ TEST_F(LauncherServicesTest, ACancelDuringTheDownloadEndsTheJobAtTheNextGate) {
   slow.stop();
 }
 
-// Whatever a content host sends for the manifest, the job ends with a reason and the launcher
-// takes the next command; nothing is stored or installed from a refused manifest.
+// A refused manifest ends the job with its reason and the launcher takes the next command; the
+// kinds of refusal are the update engine's tests.
 TEST_F(LauncherServicesTest, ABadManifestFailsTheJobClearlyAndTheLauncherGoesOn) {
   startServer(1);
   std::string site = home.file("site-v1");
-  std::string good = readFile(site + "/SampleGame/manifest.gz");
-  std::string flipped = good;
-  flipped[flipped.size() / 2] ^= 0x10;
-  std::string const sum(40, 'a');
-  auto zipped = [](std::string const& text) {
-    std::vector<char> out;
-    vorn::gzip(std::vector<char>(text.begin(), text.end()), out);
-    return std::string(out.begin(), out.end());
-  };
-  struct Case {
-    char const* what;
-    std::string body;
-    char const* message;  // the start of the failure's text
-  } const cases[] = {
-      {"one flipped byte", flipped, "Refusing manifest: "},
-      {"not gzip", "<html>portal</html>", "Refusing manifest: it is not gzip data"},
-      {"truncated", good.substr(0, good.size() / 2), "Refusing manifest: it is damaged ("},
-      {"empty", "", "Refusing manifest: it is not gzip data"},
-      {"nested too deep", zipped(std::string(5000, '[') + std::string(5000, ']')), "Refusing manifest: it is damaged (Json nesting"},
-      {"wrong shape", zipped(R"({"bundles":[[[]]]})"), "Refusing manifest: bundle 1 is not an object"},
-      {"a name outside the game folder",
-       zipped(R"({"bundles":[{"checksum":")" + sum + R"(","entries":[{"filename":"/../../outside.txt","checksum":")" +
-              sum + R"("}]}]})"),
-       "Refusing manifest: entry 1 of bundle 1 names \"/../../outside.txt\""},
-  };
-  std::mutex mutex;
-  std::string served;
   LocalHttpServer host;
   host.routes().Get(R"(/bad/(.*))", [&](httplib::Request const& req, httplib::Response& res) {
     std::string path = req.matches[1];
-    std::lock_guard lock(mutex);
-    res.set_content(path == "SampleGame/manifest.gz" ? served : readFile(site + "/" + path), "application/octet-stream");
+    res.set_content(path == "SampleGame/manifest.gz" ? "<html>portal</html>" : readFile(site + "/" + path),
+                    "application/octet-stream");
   });
   host.start();
   LauncherRun& r = start({"--download-url", host.url("/bad/")});
   ASSERT_TRUE(signIn().flag(1));
   ASSERT_TRUE(call("listStreams").flag(1));
-  for (Case const& c : cases) {
-    SCOPED_TRACE(c.what);
-    {
-      std::lock_guard lock(mutex);
-      served = c.body;
-    }
-    RecordedEvent failed = call("checkManifest", {std::string("stable"), std::string("")});
-    EXPECT_FALSE(failed.flag(1));
-    std::string message = parseJson(failed.text(2)).get("Message").asString("");
-    EXPECT_EQ(message.rfind(c.message, 0), 0u) << message;
-    EXPECT_FALSE(fs::exists(gameDir() + "/manifest.gz"));
-    EXPECT_FALSE(fs::exists(home.file("share/outside.txt")));
-  }
-  {
-    std::lock_guard lock(mutex);
-    served = good;
-  }
-  EXPECT_EQ(call("checkManifest", {std::string("stable"), std::string("")}).text(2), "updateComplete");
+  RecordedEvent failed = call("checkManifest", {std::string("stable"), std::string("")});
+  EXPECT_FALSE(failed.flag(1));
+  EXPECT_EQ(failed.text(2), R"({"Message":"Refusing manifest: it is not gzip data"})");
+  EXPECT_FALSE(fs::exists(gameDir() + "/manifest.gz"));
+  EXPECT_TRUE(call("listStreams").flag(1));
   r.turn();
   host.stop();
 }

@@ -41,23 +41,19 @@ webui::SurfaceHandle makeSurface(unsigned long size) {
   return webui::initSharedMemory(size, &answer);
 }
 
-TEST(SharedMemory, MakesReadsAndRemovesAPictureFile) {
-  ScopedEnv env("XDG_RUNTIME_DIR", nullptr);
+// Where the file lies and that it goes again: SurfacesArePrivateFilesUnderFreshNamesInTheRuntimeFolder.
+TEST(SharedMemory, ReadsAPictureFile) {
   Answer answer;
   webui::SurfaceHandle handle = webui::initSharedMemory(64, &answer);
   EXPECT_EQ(std::string(answer.handle.name), handle.name);
-  EXPECT_EQ(std::string(handle.name).rfind("/tmp/buffer_", 0), 0u);
   ASSERT_GE(handle.fd, 0);
-  EXPECT_EQ(std::filesystem::file_size(handle.name), 64u);
   std::vector<char> picture(64, 'x');
   ASSERT_TRUE(webui::readFromSharedMemory(handle, 64, picture.data()));
   EXPECT_EQ(picture, std::vector<char>(64, '\0')) << "a new surface starts blank";
   ASSERT_EQ(pwrite(handle.fd, "BGRA", 4, 8), 4);
   ASSERT_TRUE(webui::readFromSharedMemoryIntoBuffer(handle, picture.data(), 64));
   EXPECT_EQ(std::string(picture.data() + 8, 4), "BGRA");
-  std::string name = handle.name;
   webui::destroySharedMemory(handle);
-  EXPECT_FALSE(std::filesystem::exists(name));
 }
 
 TEST(SharedMemory, SurfacesArePrivateFilesUnderFreshNamesInTheRuntimeFolder) {
