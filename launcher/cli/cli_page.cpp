@@ -5,7 +5,6 @@
 #include <stdexcept>
 
 #include "cli/progress_line.h"
-#include "ka/die.h"
 
 namespace cli {
 namespace {
@@ -56,24 +55,19 @@ void CliPage::loadLocalView(std::string const&, int, int, webui::ViewListener* l
   listener->OnReadyForBindings(0, L"coui://ui/index.html", true);
 }
 
+thread_local CliPage::Event CliPage::openEvent_;
+
 void CliPage::BeginEvent(std::string const& name, int argumentCount) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  Event& event = open_[std::this_thread::get_id()];
-  event = {name, {}};
-  event.args.reserve(size_t(argumentCount));
+  openEvent_ = {name, {}};
+  openEvent_.args.reserve(size_t(argumentCount));
 }
 
-void CliPage::Write(webui::Value const& argument) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  open_[std::this_thread::get_id()].args.push_back(argument);
-}
+void CliPage::Write(webui::Value const& argument) { openEvent_.args.push_back(argument); }
 
 void CliPage::EndEvent() {
   std::lock_guard<std::mutex> lock(mutex_);
-  auto event = open_.find(std::this_thread::get_id());
-  if (event == open_.end()) ka::die("CliPage::EndEvent without BeginEvent on this thread");
-  events_.push_back(std::move(event->second));
-  open_.erase(event);
+  events_.push_back(std::move(openEvent_));
+  openEvent_ = {};
 }
 
 void CliPage::begin() {

@@ -9,7 +9,6 @@
 #include <mutex>
 #include <ostream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "ka/json.h"
@@ -95,10 +94,10 @@ class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEve
   ka::Json pendingProgress_;  // and its last progress document
   int status_ = 0;
 
-  std::mutex mutex_;  // guards open_ and events_
-  // Events being written, by writing thread: a job thread's event may come while the frame
-  // writes another, and sharing one record mixed or lost them.
-  std::map<std::thread::id, Event> open_;
+  std::mutex mutex_;  // guards events_
+  // The event this thread is writing: a job thread's event may come while the frame writes
+  // another, and sharing one record mixed or lost them.
+  static thread_local Event openEvent_;
   std::deque<Event> events_;
 };
 
