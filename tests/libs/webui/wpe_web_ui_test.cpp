@@ -424,12 +424,11 @@ TEST_F(WpeWebUITest, AFrameCannotTakeOverThePage) {
   host.ui->dispatchToView(vorn::MouseButtonEvent(50, 50, vorn::KC_LeftMouse, vorn::BA_Up, 0), host.view);
   std::string const refused = "ERROR Refused to navigate the launcher's page to " + site.url("/escape");
   host.until([&] { return logText().find(refused) != std::string::npos || !host.report("escaped").empty(); }, 10);
-  host.until([] { return false; }, 1);
+  host.view->TriggerEvent("still");
+  ASSERT_TRUE(host.reported("still here"));
   EXPECT_TRUE(host.report("escaped").empty()) << "another site's page got the engine object";
   EXPECT_FALSE(site.asked("/escape")) << "the page was asked for before it was refused";
   EXPECT_NE(logText().find(refused), std::string::npos) << logText();
-  host.view->TriggerEvent("still");
-  ASSERT_TRUE(host.reported("still here"));
   EXPECT_EQ(host.report("still here")[1].rfind("coui://ui/index.html", 0), 0u);
   host.ui.reset();
 }
@@ -493,11 +492,11 @@ TEST_F(WpeWebUITest, AFrameCannotFloodTheLog) {
                   "engine.call('report', 'ready');</script></body></html>");
   ASSERT_TRUE(host.reported("ready")) << logText();
   ASSERT_TRUE(host.until([&] { return site.asked("/flooded"); })) << logText();
-  host.until([] { return false; }, 1);
-  EXPECT_TRUE(host.report("forged").empty());
-  EXPECT_EQ(countLines(log, "Refused"), 1u) << "the first refusal only" << logText();
+  // The page's answer comes after the frame's messages: by then the host has handled them all.
   host.view->TriggerEvent("still");
   EXPECT_TRUE(host.reported("still here")) << "the page's own calls still go through";
+  EXPECT_TRUE(host.report("forged").empty());
+  EXPECT_EQ(countLines(log, "Refused"), 1u) << "the first refusal only" << logText();
   host.ui.reset();
 }
 
