@@ -328,7 +328,8 @@ async function selectStream(stream) {
   }
   $('selected-name').textContent = stream ? stream.StreamName : '';
   $('selected-build').textContent = stream && stream.BuildId ? 'Build ' + stream.BuildId : '';
-  $('play').disabled = $('verify').disabled = !stream;
+  // Never enabled while a job runs (the library loads its first build during sign-in's job).
+  $('play').disabled = $('verify').disabled = !stream || $('library').dataset.state === 'busy';
   $('news').classList.remove('loaded');
   $('news-empty').textContent = stream ? 'Loading news…' : 'Pick a build to see its news.';
   if (!stream) { $('news').removeAttribute('src'); return; }
