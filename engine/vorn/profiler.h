@@ -22,7 +22,7 @@ struct SectionData {
   using EventMap = std::map<char const*, int64_t, std::less<char const*>>;
   using SectionMap = std::map<char const*, SectionData, std::less<char const*>>;
 
-  // Cycles (Part 6.4) spent in this section.
+  // Cycles of ka::Timer spent in this section.
   int64_t total = 0;
   EventMap events;
   SectionMap subSections;
