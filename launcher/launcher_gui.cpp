@@ -221,7 +221,14 @@ std::string progressDocument(update::UpdateProgress const& progress,
 }  // namespace
 
 void LauncherGUI::update(float seconds) {
-  if (coherent) coherent->update(seconds);
+  // Frames come from their own thread, and the HTML engine is the main thread's alone: its pump
+  // goes there, at most once pending, so that a slow main thread never builds a backlog.
+  if (coherent && !uiUpdatePending.exchange(true)) {
+    platform()->getUIThreadTaskQueue()->enqueue([this, seconds] {
+      uiUpdatePending = false;
+      coherent->update(seconds);
+    });
+  }
   {
     std::lock_guard<std::mutex> lock(progressMutex);
     if (aggregator) aggregator->update(seconds);

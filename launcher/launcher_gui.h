@@ -123,6 +123,7 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   std::shared_ptr<update::UpdateContext> updateContext;
   int64_t nextProgressTime = 0;  // microseconds of the system clock
   std::atomic<bool> busy{false};
+  std::atomic<bool> uiUpdatePending{false};  // the UI system's pump is queued for the main thread
   int jobCounter = 0;  // only the thread that won `busy` touches it
   std::atomic<int> liveJobs{0};  // job threads not yet ended, finished or not
   std::mutex resultMutex;  // guards the mailbox; taken before progressMutex

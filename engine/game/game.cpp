@@ -12,8 +12,12 @@ Game::Game(Platform* platform) : platform_(platform), loaderPool_(std::make_uniq
 Game::~Game() = default;
 
 ren::Renderer* Game::doCreateRenderer() {
-  // The standard renderer is made from the platform's rasterizer, presenter, filesystem and
-  // profiler; there is no rasterizer renderer in this build yet, so there is nothing to make.
+  // The standard renderer is made from these, in this order; the first call brings the window
+  // into being. There is no standard renderer in this build yet, so there is nothing to make.
+  platform_->getRasterizer();
+  platform_->getPresenter();
+  platform_->getFilesystem();
+  platform_->getProfiler();
   return nullptr;
 }
 

@@ -1,9 +1,9 @@
-// The program's entry: crash handler, console log, options, then the registered game.
+// The program's entry: crash handler, console log, options, then the registered game in its window.
 #include <iostream>
 #include <memory>
 
 #include "game/game_factory.h"
-#include "game/headless_platform.h"
+#include "game/linux_platform.h"
 #include "ka/cmd_line.h"
 #include "ka/log.h"
 #include "ka/logsink.h"
@@ -24,13 +24,16 @@ int main(int argc, char const** argv) {
     std::cerr << "No game factory\n";
     return 1;
   }
-  // The game is made and torn down as in a real run; only the window is missing.
+  std::unique_ptr<vorn::LinuxPlatform> platform;
   int status = 1;
-  {
-    vorn::HeadlessPlatform platform(factory);
-    std::unique_ptr<vorn::Game> game(factory->create(&platform));
-    std::cerr << factory->name() << ": no display platform is available in this build\n";
+  try {
+    platform = std::make_unique<vorn::LinuxPlatform>(factory);
+    status = platform->run();
+  } catch (vorn::WindowSystemError const& error) {
+    // Without a window there is nothing to show: say why, in the player's terms.
+    std::cerr << factory->name() << ": " << error.what() << "\n";
   }
   KA_LOG(Info) << "Exiting with " << status;
+  platform.reset();
   return status;
 }
