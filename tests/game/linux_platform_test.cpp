@@ -81,12 +81,13 @@ class RecordingFactory : public vorn::GameFactory {
  public:
   std::string name() const override { return "Recording"; }
   vorn::Game* create(vorn::Platform* platform) override {
-    game = new RecordingGame(platform);
-    game->onUpdate = onUpdate;
-    return game;
+    auto* made = new RecordingGame(platform);
+    made->onUpdate = onUpdate;
+    game = made;
+    return made;
   }
   std::function<void(RecordingGame&)> onUpdate;
-  RecordingGame* game = nullptr;
+  std::atomic<RecordingGame*> game{nullptr};  // read by the test's driver thread
 };
 
 class LinuxPlatformTest : public ::testing::Test {
@@ -96,9 +97,9 @@ class LinuxPlatformTest : public ::testing::Test {
   int runWith(std::function<void(vorn::LinuxPlatform&, RecordingGame&)> drive) {
     vorn::LinuxPlatform* running = platform.get();
     std::thread driver([&, running] {
-      for (int i = 0; i < 1000 && !(factory.game && factory.game->frames >= 2); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-      if (factory.game && factory.game->frames >= 2) drive(*running, *factory.game);
+      auto framing = [&] { return factory.game && factory.game.load()->frames >= 2; };
+      for (int i = 0; i < 1000 && !framing(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      if (framing()) drive(*running, *factory.game);
       running->requestExit();
     });
     int status = platform->run();
@@ -136,10 +137,10 @@ TEST_F(LinuxPlatformTest, FramesComeOnTheirOwnThreadAndEverythingElseOnTheMainTh
   EXPECT_EQ(platform->run(), 0);
   EXPECT_EQ(glfwGetCurrentContext(), nullptr) << "no context is current outside the lock";
 
-  std::vector<Call> calls = factory.game->snapshot();
-  int frames = factory.game->frames;
+  std::vector<Call> calls = factory.game.load()->snapshot();
+  int frames = factory.game.load()->frames;
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  EXPECT_EQ(factory.game->frames, frames) << "no frame after the run";
+  EXPECT_EQ(factory.game.load()->frames, frames) << "no frame after the run";
 
   ASSERT_GE(calls.size(), 4u);
   EXPECT_EQ(calls[0].what, "setup");
@@ -190,7 +191,7 @@ TEST_F(LinuxPlatformTest, ClosingTheWindowEndsTheRunInOrder) {
               EXPECT_TRUE(game.exitRequested());
             }),
             0);
-  EXPECT_TRUE(factory.game->exitRequested());
+  EXPECT_TRUE(factory.game.load()->exitRequested());
 }
 
 TEST_F(LinuxPlatformTest, InputArrivesAsThePlayerGaveIt) {

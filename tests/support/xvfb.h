@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,8 +21,11 @@ class XvfbDisplay {
     if (::pipe2(fds, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
     pid_ = ::fork();
     if (pid_ == 0) {
+      // The server goes with the test, however the test ends.
+      ::prctl(PR_SET_PDEATHSIG, SIGTERM);
       ::fcntl(fds[1], F_SETFD, 0);
       int quiet = ::open("/dev/null", O_WRONLY);
+      ::dup2(quiet, 1);
       ::dup2(quiet, 2);
       std::string fd = std::to_string(fds[1]);
       ::execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
