@@ -12,7 +12,7 @@ void Platform::removeEventTranslator(PlatformEventTranslator* translator) { tran
 
 void Platform::translateEvent(PlatformEvent const& platformEvent, UIEvent& event) {
   for (PlatformEventTranslator* translator : translators_) {
-    ka::Ref<EventTranslation> translation = translator->translate(platformEvent);
+    ka::Ref<EventTranslation> translation = translator->translateEvent(platformEvent);
     if (translation) event.addTranslation(translator, translation);
   }
 }

@@ -28,7 +28,7 @@ class PlatformEventTranslator {
  public:
   virtual ~PlatformEventTranslator() = default;
   // Null for no translation.
-  virtual ka::Ref<EventTranslation> translate(PlatformEvent const& event) = 0;
+  virtual ka::Ref<EventTranslation> translateEvent(PlatformEvent const& event) = 0;
 };
 
 class Platform {

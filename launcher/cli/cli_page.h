@@ -45,6 +45,7 @@ class CliPage : public webui::WebUI, public webui::View, public webui::ScriptEve
   void BindCall(std::string const& name, Command command) override { commands_[name] = std::move(command); }
   webui::ScriptEventWriter& GetScriptEventWriter() override { return *this; }
   void Resize(unsigned, unsigned) override {}
+  void Redraw() override {}
   void Destroy() override {}
 
   // Events arrive on the main thread, and one of them from a job thread: they are queued and

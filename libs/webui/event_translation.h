@@ -27,6 +27,13 @@ struct KeyEventData {
   bool IsNumPad = false;
 };
 
+// One touch point; no window of this system reports touches.
+struct TouchEventData {
+  int32_t Id = 0;
+  int32_t X = 0;
+  int32_t Y = 0;
+};
+
 struct MouseEventData {
   enum EventType : int32_t { Move = 0, Down = 1, Up = 2, Wheel = 3 };
   enum MouseButton : int32_t { ButtonNone = -1, ButtonLeft = 0, ButtonMiddle = 1, ButtonRight = 2 };
@@ -34,8 +41,10 @@ struct MouseEventData {
   MouseButton Button = ButtonNone;
   int32_t X = 0;
   int32_t Y = 0;
+  // Tenths of a wheel notch, so that a touchpad's fraction of a notch still scrolls: vertical
+  // positive away from the player (the page scrolls up), horizontal positive to the left.
   float WheelX = 0;
-  float WheelY = 0;  // notches, positive away from the player
+  float WheelY = 0;
   ModifierState Modifiers;
   bool PressedLeft = false;
   bool PressedMiddle = false;

@@ -36,6 +36,8 @@ class View {
   virtual void BindCall(std::string const& name, Command command) = 0;
   virtual ScriptEventWriter& GetScriptEventWriter() = 0;
   virtual void Resize(unsigned width, unsigned height) = 0;
+  // Asks for the next picture of the page without delay, as after a resize.
+  virtual void Redraw() = 0;
   // Ends the view; the pointer is invalid afterwards.
   virtual void Destroy() = 0;
 

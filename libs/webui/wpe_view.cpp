@@ -56,6 +56,13 @@ int severityOf(std::string const& level) {
 
 uint32_t timeNow() { return uint32_t(g_get_monotonic_time() / 1000); }
 
+// The engine is let to draw at most 30 pictures a second.
+constexpr std::chrono::microseconds kPicturePeriod(1000000 / 30);
+
+// The engine's smooth scrolling is in pixels, positive up and to the left. Its own wheel notch
+// scrolls 40 pixels, its line step; a tenth of a notch is a tenth of that.
+constexpr double kPixelsPerTenthNotch = 4;
+
 // The engine's key symbol for a key that types no text, by the record's key code; 0 for keys
 // whose text arrives as a character of its own.
 uint32_t namedKeysym(int32_t code) {
@@ -83,9 +90,38 @@ uint32_t namedKeysym(int32_t code) {
     case 20: case 515: return 0xffe5;  // Caps_Lock
     default: break;
   }
-  if (code >= 112 && code <= 123) return 0xffbe + uint32_t(code - 112);  // F1..F12, Windows numbering
+  if (code >= 112 && code <= 135) return 0xffbe + uint32_t(code - 112);  // F1..F24, Windows numbering
   if (code >= 256 && code <= 267) return 0xffbe + uint32_t(code - 256);  // F1..F12, portable numbering
   return 0;
+}
+
+// The symbol of a numeric keypad key, by its Windows key code; 0 for codes off the keypad.
+uint32_t keypadKeysym(int32_t code) {
+  if (code >= 96 && code <= 105) return 0xffb0 + uint32_t(code - 96);   // KP_0..KP_9
+  if (code >= 106 && code <= 111) return 0xffaa + uint32_t(code - 106);  // KP_Multiply..KP_Divide
+  if (code == 13) return 0xff8d;                                         // KP_Enter
+  return 0;
+}
+
+// The unshifted symbol of a key that types text (letters, digits, space and US punctuation), by
+// its Windows key code; 0 for others.
+uint32_t printableKeysym(int32_t code) {
+  if (code >= 'A' && code <= 'Z') return uint32_t(code - 'A' + 'a');
+  if ((code >= '0' && code <= '9') || code == ' ') return uint32_t(code);
+  switch (code) {
+    case 186: return ';';
+    case 187: return '=';
+    case 188: return ',';
+    case 189: return '-';
+    case 190: return '.';
+    case 191: return '/';
+    case 192: return '`';
+    case 219: return '[';
+    case 220: return '\\';
+    case 221: return ']';
+    case 222: return '\'';
+    default: return 0;
+  }
 }
 
 // Latin-1 characters are their own symbols; the rest of Unicode sits above 0x01000000.
@@ -169,6 +205,14 @@ void WpeView::Resize(unsigned width, unsigned height) {
   wpe_view_backend_dispatch_set_size(wpe_view_backend_exportable_fdo_get_view_backend(exportable_), width, height);
 }
 
+void WpeView::Redraw() {
+  // The engine repaints by itself whenever the page or its size changes, and has no call that
+  // repaints an unchanged page. What is left to do is let its next picture through at once,
+  // outside the pacing of frameDone: after a resize, the picture of the new size.
+  nextPicture_ = std::chrono::steady_clock::now() + kPicturePeriod;
+  wpe_view_backend_exportable_fdo_dispatch_frame_complete(exportable_);
+}
+
 void WpeView::Destroy() { destroyed_ = true; }
 
 void WpeView::BeginEvent(std::string const& name, int) {
@@ -195,6 +239,12 @@ void WpeView::frameDone() {
     scripts.swap(scripts_);
   }
   for (std::string const& script : scripts) runScript(script);
+  // The engine draws its next picture once told that the last one is shown. A slot counts as
+  // come a quarter early, so that updates at 60 a second let every second one through; a late
+  // slot is not made up for with a burst.
+  auto const now = std::chrono::steady_clock::now();
+  if (now < nextPicture_ - kPicturePeriod / 4) return;
+  nextPicture_ = std::max(nextPicture_ + kPicturePeriod, now + kPicturePeriod / 2);
   wpe_view_backend_exportable_fdo_dispatch_frame_complete(exportable_);
 }
 
@@ -209,48 +259,65 @@ void WpeView::focus() {
 
 void WpeView::mouseEvent(MouseEventData const& record) {
   wpe_view_backend* backend = wpe_view_backend_exportable_fdo_get_view_backend(exportable_);
+  uint32_t const keys = modifiersOf(record.Modifiers);
   if (record.Type == MouseEventData::Wheel) {
-    // The engine's axis runs opposite to the page's deltaY: a notch away from the player scrolls up.
-    wpe_input_axis_event axis = {wpe_input_axis_event_type_motion, timeNow(), record.X, record.Y, 0,
-                                 int32_t(record.WheelY), pressedButtons_};
-    wpe_view_backend_dispatch_axis_event(backend, &axis);
+    auto const smooth2d =
+        wpe_input_axis_event_type(wpe_input_axis_event_type_mask_2d | wpe_input_axis_event_type_motion_smooth);
+    wpe_input_axis_2d_event axis = {};
+    axis.base = {smooth2d, timeNow(), record.X, record.Y, 0, 0, pressedButtons_ | keys};
+    axis.x_axis = record.WheelX * kPixelsPerTenthNotch;
+    axis.y_axis = record.WheelY * kPixelsPerTenthNotch;
+    wpe_view_backend_dispatch_axis_event(backend, &axis.base);
     return;
   }
-  // The engine numbers buttons 1 left, 2 right, 3 middle. The right button is not passed on:
-  // this engine opens its context menu on the press and then swallows every later click of the
-  // page, and the launcher's page has no use for a context menu.
-  if (record.Button == MouseEventData::ButtonRight) return;
+  bool const press = record.Type == MouseEventData::Down || record.Type == MouseEventData::Up;
+  // The engine numbers buttons 1 left, 2 right, 3 middle. A press of the right button is not
+  // passed on: this engine opens its context menu on the press and then swallows every later
+  // click of the page, and the launcher's page has no use for a context menu.
+  if (press && record.Button == MouseEventData::ButtonRight) return;
   uint32_t button = record.Button == MouseEventData::ButtonLeft     ? 1
                     : record.Button == MouseEventData::ButtonMiddle ? 3
                                                                     : 0;
   wpe_input_pointer_event pointer = {wpe_input_pointer_event_type_motion, timeNow(), record.X, record.Y, 0, 0,
-                                     pressedButtons_};
-  if ((record.Type == MouseEventData::Down || record.Type == MouseEventData::Up) && button != 0) {
+                                     pressedButtons_ | keys};
+  if (press && button != 0) {
     uint32_t bit = wpe_input_pointer_modifier_button1 << (button - 1);
     pointer.type = wpe_input_pointer_event_type_button;
     pointer.button = button;
     pointer.state = record.Type == MouseEventData::Down ? 1 : 0;
     // A release still names its button among the pressed ones, as the engine expects.
     pressedButtons_ |= bit;
-    pointer.modifiers = pressedButtons_;
+    pointer.modifiers = pressedButtons_ | keys;
     if (record.Type == MouseEventData::Up) pressedButtons_ &= ~bit;
   }
   wpe_view_backend_dispatch_pointer_event(backend, &pointer);
 }
 
 void WpeView::keyEvent(KeyEventData const& record) {
-  uint32_t modifiers = modifiersOf(record.Modifiers);
   if (record.Type == KeyEventData::Char) {
-    // The engine types the text of a key's symbol; control characters come as named keys.
+    // The engine types the text of a key's symbol; control characters come as named keys. The
+    // character is already what the layout made of the modifiers (AltGr arrives as Alt), and a
+    // held Control or Alt would make the engine take it for a shortcut and type nothing.
     if (record.KeyCode < 32 || record.KeyCode == 127) return;
     uint32_t keysym = characterKeysym(uint32_t(record.KeyCode));
-    key(keysym, true, modifiers);
-    key(keysym, false, modifiers);
+    uint32_t shift = record.Modifiers.Shift ? wpe_input_keyboard_modifier_shift : 0;
+    key(keysym, true, shift);
+    key(keysym, false, shift);
     return;
   }
-  uint32_t keysym = namedKeysym(record.KeyCode);
-  if (keysym == 0 || record.Type == KeyEventData::Unknown) return;
-  key(keysym, record.Type == KeyEventData::KeyDown, modifiers);
+  if (record.Type != KeyEventData::KeyDown && record.Type != KeyEventData::KeyUp) return;
+  // The keypad's keys go as its own symbols, whose text the engine types: their characters are
+  // not passed on. A key that types text goes only as a shortcut, with Control, Alt or Meta
+  // held; otherwise its character brings the text, which would else be typed twice.
+  bool const up = record.Type == KeyEventData::KeyUp;
+  bool const shortcut = record.Modifiers.Control || record.Modifiers.Alt || record.Modifiers.Meta;
+  uint32_t keysym = record.IsNumPad ? keypadKeysym(record.KeyCode) : namedKeysym(record.KeyCode);
+  if (keysym == 0 && !record.IsNumPad && (shortcut || up)) keysym = printableKeysym(record.KeyCode);
+  if (keysym == 0) return;
+  // A release goes only for a key whose press the engine saw.
+  if (up && keysDown_.erase(keysym) == 0) return;
+  if (!up) keysDown_.insert(keysym);
+  key(keysym, !up, modifiersOf(record.Modifiers));
 }
 
 void WpeView::key(uint32_t keysym, bool pressed, uint32_t modifiers) {

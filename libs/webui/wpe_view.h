@@ -2,8 +2,10 @@
 // its pictures copied into the host's surface, and the input it is given.
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,6 +48,7 @@ class WpeView : public View, public ScriptEventWriter {
   void BindCall(std::string const& name, Command command) override;
   ScriptEventWriter& GetScriptEventWriter() override { return *this; }
   void Resize(unsigned width, unsigned height) override;
+  void Redraw() override;
   // The view goes at the next update of the system.
   void Destroy() override;
 
@@ -56,7 +59,8 @@ class WpeView : public View, public ScriptEventWriter {
 
   ViewListener* listener() const { return listener_; }
   bool destroyed() const { return destroyed_; }
-  // Once per update, on the main thread: runs queued scripts and lets the engine draw again.
+  // Once per update, on the main thread: runs queued scripts and lets the engine draw again, at
+  // most 30 times a second.
   void frameDone();
   void focus();
   void mouseEvent(MouseEventData const& record);
@@ -93,6 +97,8 @@ class WpeView : public View, public ScriptEventWriter {
   bool destroyed_ = false;
   bool refusalLogged_ = false;
   uint32_t pressedButtons_ = 0;  // the engine's pointer modifier bits
+  std::set<uint32_t> keysDown_;  // key symbols the engine was told are down
+  std::chrono::steady_clock::time_point nextPicture_;  // when the engine may draw again
 
   SurfaceHandle surface_;
   bool hasSurface_ = false;

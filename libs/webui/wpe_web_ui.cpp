@@ -106,7 +106,8 @@ struct Collected : ResourceResponse {
 
 WpeWebUI::WpeWebUI(WebUISettings const& settings, EventListener* listener, std::shared_ptr<FileHandler> fileHandler,
                    vorn::Platform* platform, bool disableBootCache)
-    : listener_(listener),
+    : platform_(platform),
+      listener_(listener),
       fileHandler_(std::move(fileHandler)),
       logHandler_(settings.logSeverity),
       secret_(makeSecret()) {
@@ -140,10 +141,12 @@ WpeWebUI::WpeWebUI(WebUISettings const& settings, EventListener* listener, std::
   // files nor frame its page.
   webkit_security_manager_register_uri_scheme_as_local(security, "coui");
   g_signal_connect(context_, "download-started", G_CALLBACK(&WpeWebUI::refuseDownload), nullptr);
+  platform_->addEventTranslator(&translator_);
 }
 
 WpeWebUI::~WpeWebUI() {
   KA_LOG(Info) << "Shutting down CoherentUI";
+  platform_->removeEventTranslator(&translator_);
   bool hadViews = !views_.empty();
   views_.clear();
   // A page's process lets go of its storage a little after its view has gone; if the storage
@@ -196,16 +199,22 @@ void WpeWebUI::dispatchToView(vorn::UIEvent const& event, View* view) {
   if (!view) ka::die("!!! view is null. !!!");
   auto* page = dynamic_cast<WpeView*>(view);
   if (!page) return;
+  ka::Ref<vorn::EventTranslation> translation = event.getTranslation(&translator_);
+  auto const* mouse = dynamic_cast<WebUIEventTranslator::EventWrapper<MouseEventData> const*>(translation.get());
+  auto const* key = dynamic_cast<WebUIEventTranslator::EventWrapper<KeyEventData> const*>(translation.get());
   switch (event.type) {
     case vorn::ET_MouseButton:
       page->focus();
-      page->mouseEvent(translate(vorn::MouseButtonEvent(event)));
+      page->mouseEvent(mouse ? mouse->data : translate(vorn::MouseButtonEvent(event)));
       break;
-    case vorn::ET_MouseMove: page->mouseEvent(translate(vorn::MouseMoveEvent(event))); break;
-    case vorn::ET_MouseWheel: page->mouseEvent(translate(vorn::MouseWheelEvent(event))); break;
-    case vorn::ET_Key: page->keyEvent(translate(vorn::KeyEvent(event))); break;
-    case vorn::ET_Char: page->keyEvent(translate(vorn::CharEvent(event))); break;
-    case vorn::ET_Resize: page->Resize(event.data0, event.data1); break;
+    case vorn::ET_MouseMove: page->mouseEvent(mouse ? mouse->data : translate(vorn::MouseMoveEvent(event))); break;
+    case vorn::ET_MouseWheel: page->mouseEvent(mouse ? mouse->data : translate(vorn::MouseWheelEvent(event))); break;
+    case vorn::ET_Key: page->keyEvent(key ? key->data : translate(vorn::KeyEvent(event))); break;
+    case vorn::ET_Char: page->keyEvent(key ? key->data : translate(vorn::CharEvent(event))); break;
+    case vorn::ET_Resize:
+      page->Resize(event.data0, event.data1);
+      page->Redraw();
+      break;
     default: break;
   }
 }

@@ -9,6 +9,7 @@
 #include "webui/file_handler.h"
 #include "webui/log_handler.h"
 #include "webui/webui.h"
+#include "webui/webui_event_convertor_linux.h"
 #include "webui/wpe_view.h"
 
 typedef struct _WebKitDownload WebKitDownload;
@@ -22,7 +23,8 @@ namespace webui {
 class WpeWebUI : public WebUI {
  public:
   // Starts the engine; throws std::runtime_error("Coherent InitializeUISystem failed,") if it
-  // cannot. Without a file handler, pages are read through the platform's filesystem.
+  // cannot. Without a file handler, pages are read through the platform's filesystem. The
+  // platform, which must outlive the system, gets the system's translator of input events.
   WpeWebUI(WebUISettings const& settings, EventListener* listener, std::shared_ptr<FileHandler> fileHandler,
            vorn::Platform* platform, bool disableBootCache = false);
   ~WpeWebUI() override;
@@ -33,6 +35,8 @@ class WpeWebUI : public WebUI {
   // The same for any URL; a view's top frame shows coui:// documents only.
   void loadUrl(std::string const& url, int width, int height, ViewListener* listener, bool transparent,
                std::string const& script);
+  // Prefers the records that the system's translator attached to the event, which carry the
+  // modifiers and the exact key; builds them from the portable event otherwise.
   void dispatchToView(vorn::UIEvent const& event, View* view) override;
 
   // A line of the engine's (or a page's) log.
@@ -43,6 +47,8 @@ class WpeWebUI : public WebUI {
   static void refuseDownload(WebKitWebContext*, WebKitDownload* download, void*);
 
   std::string contentRoot_ = "coui://ui/";
+  vorn::Platform* platform_;
+  WebUIEventTranslator translator_;
   EventListener* listener_;
   std::shared_ptr<FileHandler> fileHandler_;
   WebUILogHandler logHandler_;

@@ -144,7 +144,7 @@ TEST_F(HeadlessPlatformTest, SteppedFramesMeasureTheTimeBetweenThem) {
 struct Tag : vorn::EventTranslation {};
 
 struct TagTranslator : vorn::PlatformEventTranslator {
-  ka::Ref<vorn::EventTranslation> translate(vorn::PlatformEvent const&) override { return answer; }
+  ka::Ref<vorn::EventTranslation> translateEvent(vorn::PlatformEvent const&) override { return answer; }
   ka::Ref<vorn::EventTranslation> answer;
 };
 

@@ -31,6 +31,7 @@ class RecordingView : public webui::View, public webui::ScriptEventWriter {
   }
   webui::ScriptEventWriter& GetScriptEventWriter() override { return *this; }
   void Resize(unsigned width, unsigned height) override { resizes.emplace_back(width, height); }
+  void Redraw() override {}
   void Destroy() override { destroyed = true; }
 
   // Events come from the main thread and, for one event, from a job thread.

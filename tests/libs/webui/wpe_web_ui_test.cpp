@@ -16,10 +16,14 @@
 #include <thread>
 
 #include "game/headless_platform.h"
+#include "game/linux_platform_event.h"
 #include "ka/logsink.h"
 #include "support/local_http_server.h"
 #include "support/temp_dir.h"
 #include "webui/shared_memory.h"
+
+#define GLFW_INCLUDE_NONE
+#include <GLFW/glfw3.h>
 
 namespace {
 
@@ -135,6 +139,29 @@ class WpeWebUITest : public ::testing::Test {
     std::string text;
     for (std::string const& line : log.messages()) text += line;
     return text;
+  }
+
+  // Dispatches an event as the window platform does: the native record goes through the
+  // platform's translators first.
+  void send(Host& host, vorn::PlatformEvent const& native, vorn::UIEvent event) {
+    platform.translateEvent(native, event);
+    host.ui->dispatchToView(event, host.view);
+  }
+  // A key pressed and released: a letter, a digit or a keypad key, with its character unless
+  // Control is held, as GLFW reports them.
+  void press(Host& host, int glfwKey, char label, vorn::KeyCode portable, int modifiers = 0) {
+    using vorn::PlatformEvent;
+    PlatformEvent down{.kind = PlatformEvent::Key, .key = glfwKey, .action = GLFW_PRESS, .modifiers = modifiers,
+                       .codepoint = uint32_t(label)};
+    send(host, down, vorn::KeyEvent(portable, vorn::BA_Down));
+    if (!(modifiers & PlatformEvent::Control)) {
+      PlatformEvent typed{.kind = PlatformEvent::Char, .key = glfwKey, .modifiers = modifiers,
+                          .codepoint = uint32_t(label), .isCharacter = true};
+      send(host, typed, vorn::CharEvent(uint32_t(label)));
+    }
+    PlatformEvent up = down;
+    up.action = GLFW_RELEASE;
+    send(host, up, vorn::KeyEvent(portable, vorn::BA_Up));
   }
 
   TempDir folder;
@@ -314,6 +341,114 @@ TEST_F(WpeWebUITest, MouseAndKeysReachThePage) {
       if (r.size() == 2 && r[0] == "key" && r[1] == "Enter") return true;
     return false;
   }));
+}
+
+TEST_F(WpeWebUITest, TranslatedKeysAndClicksCarryTheirModifiers) {
+  Host host;
+  start(host, R"HTML(<!DOCTYPE html><html><body style="margin:0;height:100vh">
+    <input id="name" style="position:absolute;left:0;top:0;width:100px;height:30px">
+    <script>
+      const name = document.getElementById('name');
+      document.addEventListener('mousedown', (e) => engine.call('report', 'mouse', e.ctrlKey));
+      document.addEventListener('keyup', (e) => engine.call('report', 'keyup', e.key, name.value));
+      name.addEventListener('focus', () => engine.call('report', 'focus'));
+      engine.call('report', 'ready');
+    </script></body></html>)HTML");
+  ASSERT_TRUE(host.reported("ready")) << logText();
+  ASSERT_TRUE(host.until([&] { return host.draws > 0; }));
+  using vorn::PlatformEvent;
+  auto click = [&](int x, int y, int modifiers) {
+    PlatformEvent native{.kind = PlatformEvent::MouseButton, .action = GLFW_PRESS, .modifiers = modifiers,
+                         .button = GLFW_MOUSE_BUTTON_LEFT, .x = double(x), .y = double(y), .buttonsHeld = 1};
+    uint32_t const portable = modifiers & PlatformEvent::Control ? uint32_t(vorn::MM_Control) : 0u;
+    send(host, native, vorn::MouseButtonEvent(x, y, vorn::KC_LeftMouse, vorn::BA_Down, portable));
+    native.action = GLFW_RELEASE;
+    native.buttonsHeld = 0;
+    send(host, native, vorn::MouseButtonEvent(x, y, vorn::KC_LeftMouse, vorn::BA_Up, portable));
+  };
+  auto keyUp = [&](std::string const& key, std::string const& value) {
+    return host.until([&] { return host.reports.back() == std::vector<std::string>{"keyup", key, value}; });
+  };
+  click(10, 10, 0);
+  ASSERT_TRUE(host.reported("focus"));
+  EXPECT_EQ(host.report("mouse"), (std::vector<std::string>{"mouse", "false"}));
+
+  for (char c : std::string("hello")) press(host, GLFW_KEY_A + (c - 'a'), c, vorn::KeyCode(vorn::KC_A + (c - 'a')));
+  ASSERT_TRUE(keyUp("o", "hello")) << reportText(host);
+  // Ctrl+A selects the text, which the next letter then replaces.
+  send(host, {.kind = PlatformEvent::Key, .key = GLFW_KEY_LEFT_CONTROL, .action = GLFW_PRESS,
+              .modifiers = PlatformEvent::Control},
+       vorn::KeyEvent(vorn::KC_LeftCtrl, vorn::BA_Down));
+  press(host, GLFW_KEY_A, 'a', vorn::KC_A, PlatformEvent::Control);
+  send(host, {.kind = PlatformEvent::Key, .key = GLFW_KEY_LEFT_CONTROL, .action = GLFW_RELEASE},
+       vorn::KeyEvent(vorn::KC_LeftCtrl, vorn::BA_Up));
+  ASSERT_TRUE(keyUp("Control", "hello")) << reportText(host);
+  press(host, GLFW_KEY_X, 'x', vorn::KC_X);
+  ASSERT_TRUE(keyUp("x", "x")) << reportText(host);
+  // The keypad types its digits once each.
+  press(host, GLFW_KEY_KP_1, '1', vorn::KC_Numpad1);
+  press(host, GLFW_KEY_KP_2, '2', vorn::KC_Numpad2);
+  ASSERT_TRUE(keyUp("2", "x12")) << reportText(host);
+
+  click(200, 100, PlatformEvent::Control);
+  ASSERT_TRUE(host.until([&] { return host.reports.back() == std::vector<std::string>{"mouse", "true"}; }))
+      << reportText(host);
+
+  // The system's translator goes with it.
+  host.ui.reset();
+  vorn::UIEvent after = vorn::KeyEvent(vorn::KC_A, vorn::BA_Down);
+  platform.translateEvent({.kind = PlatformEvent::Key, .key = GLFW_KEY_A, .action = GLFW_PRESS}, after);
+  EXPECT_TRUE(after.translations.empty());
+}
+
+TEST_F(WpeWebUITest, TheTranslatedWheelScrollsByTenthsOfANotch) {
+  Host host;
+  start(host, R"HTML(<!DOCTYPE html><html><body style="margin:0;height:5000px"><script>
+      document.addEventListener('wheel', (e) => engine.call('report', 'wheel', e.deltaY));
+      document.addEventListener('scroll', () => engine.call('report', 'scroll', window.scrollY));
+      engine.call('report', 'ready');
+    </script></body></html>)HTML");
+  ASSERT_TRUE(host.reported("ready")) << logText();
+  ASSERT_TRUE(host.until([&] { return host.draws > 0; }));
+  auto wheel = [&](double notches) {
+    vorn::PlatformEvent native{.kind = vorn::PlatformEvent::Scroll, .x = 150, .y = 120, .scrollY = notches};
+    send(host, native, vorn::MouseWheelEvent(150, 120, int(notches * 120), 0));
+  };
+  auto scrolledTo = [&](std::string const& y) {
+    return host.until([&] { return host.reports.back() == std::vector<std::string>{"scroll", y}; });
+  };
+  // A notch towards the player scrolls down as far as the engine's own notch, 40 pixels; a
+  // touchpad's third of a notch away from the player scrolls back a little.
+  wheel(-1);
+  ASSERT_TRUE(scrolledTo("40")) << reportText(host);
+  EXPECT_EQ(host.report("wheel"), (std::vector<std::string>{"wheel", "40"}));
+  wheel(0.3);
+  ASSERT_TRUE(scrolledTo("28")) << reportText(host);
+}
+
+TEST_F(WpeWebUITest, PicturesComeAtMostThirtyTimesASecond) {
+  Host host;
+  start(host, R"HTML(<!DOCTYPE html><html><body style="margin:0"><script>
+    let hue = 0;
+    const step = () => {
+      hue = (hue + 7) % 360;
+      document.body.style.background = 'hsl(' + hue + ', 80%, 50%)';
+      requestAnimationFrame(step);
+    };
+    step();
+  </script></body></html>)HTML");
+  ASSERT_TRUE(host.until([&] { return host.draws > 0; })) << logText();
+  // Updates far more often than 30 a second; a slow machine makes fewer pictures, never more.
+  int const before = host.draws;
+  auto const begin = std::chrono::steady_clock::now();
+  while (std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(1500)) {
+    host.ui->update(0.002f);
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  double const seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  int const pictures = host.draws - before;
+  EXPECT_GT(pictures, 0);
+  EXPECT_LE(pictures, int(seconds * 30) + 2);
 }
 
 TEST_F(WpeWebUITest, LocalStorageOutlivesTheSystem) {
