@@ -1,6 +1,7 @@
 // The page host's pictures: time to the first picture of a 1024x640 page, and pictures a second
 // of an animated page through our host (engine -> shared memory surface -> OnDraw), against the
-// same engine handing its frames straight back (the baseline: no host, no copy).
+// same engine handing its frames straight back at the same target of 30 a second (the baseline:
+// no host, no copy). Below 1, the host misses pictures the engine could have shown.
 #include <wayland-server.h>
 #include <wpe/fdo.h>
 #include <wpe/unstable/fdo-shm.h>
@@ -67,7 +68,7 @@ std::pair<double, double> measureHost(std::string const& folder) {
   return {(host.frames - before) / kSeconds, firstMs};
 }
 
-// The engine alone: frames released as they come.
+// The engine alone: frames released as they come, let through at most 30 times a second.
 struct Raw {
   wpe_view_backend_exportable_fdo* exportable = nullptr;
   int frames = 0;
@@ -93,9 +94,12 @@ double measureRaw(std::string const& folder) {
   std::ifstream in(folder + "/ui/index.html");
   std::string page((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   webkit_web_view_load_html(view, page.c_str(), "about:blank");
+  auto released = Clock::now();
   auto pump = [&] {
     while (g_main_context_iteration(nullptr, FALSE)) {
     }
+    if (Clock::now() - released < std::chrono::microseconds(33333)) return;
+    released = Clock::now();
     wpe_view_backend_exportable_fdo_dispatch_frame_complete(raw.exportable);
   };
   auto start = Clock::now();
