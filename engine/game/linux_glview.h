@@ -56,6 +56,8 @@ class LinuxGLView {
   void setFramePacing(bool on) { link_.setPacing(on); }
   // RGBA rows of width * 4 bytes. Main thread.
   void setCursor(char const* pixels, int width, int height, int hotX, int hotY);
+  // The game's cursor; null for the window system's own.
+  GLFWcursor* cursor() const { return cursor_; }
 
   GLFWwindow* window() const { return window_; }
   // The X11 window, for tools that talk to the window system directly.

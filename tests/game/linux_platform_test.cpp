@@ -125,6 +125,9 @@ TEST_F(LinuxPlatformTest, FramesComeOnTheirOwnThreadAndEverythingElseOnTheMainTh
     for (auto const& [name, section] : game.platform()->getProfiler()->profileData().subSections)
       if (std::strcmp(name, "SwapBuffers") == 0) swapRecorded = true;
     if (!taskQueued.exchange(true)) {
+      // The cursor is the main thread's to change, whoever asks.
+      std::vector<char> arrow(16 * 16 * 4, char(0xff));
+      game.platform()->setCursor(arrow.data(), 16, 16, 64, 0, 0);
       game.platform()->getUIThreadTaskQueue()->enqueue([&] {
         taskThread = std::this_thread::get_id();
         taskRanOutsideAFrame = !game.inFrame;
@@ -160,6 +163,7 @@ TEST_F(LinuxPlatformTest, FramesComeOnTheirOwnThreadAndEverythingElseOnTheMainTh
   EXPECT_EQ(taskThread, mainThread);
   EXPECT_TRUE(taskRanOutsideAFrame);
   EXPECT_TRUE(swapRecorded);
+  EXPECT_NE(platform->view()->cursor(), nullptr);
 }
 
 TEST_F(LinuxPlatformTest, TheWindowShowsTheFrameAndItsSizeFollowsTheWindow) {
