@@ -15,6 +15,7 @@
 #include "launcher_hosts.h"
 #include "launcher_options.h"
 #include "launcher_version.h"
+#include "net/http_pump.h"
 #include "vorn/osutil.h"
 #include "webui/file_handler.h"
 #include "webui/log_severity.h"
@@ -24,24 +25,6 @@
 namespace {
 
 vorn::GameClassFactorySingleton<LauncherGUI> gLauncherFactory("ZandorLauncher");
-
-// Every transfer of the launcher advances here. Clearing `http` under the mutex ends the thread
-// at its next turn; the reference it holds through its wait keeps the loader alive until then.
-void startHttpPump(std::weak_ptr<net::HttpLoader> loader, std::shared_ptr<std::mutex> mutex) {
-  std::thread([loader = std::move(loader), mutex = std::move(mutex)] {
-    for (;;) {
-      std::shared_ptr<net::HttpLoader> live;
-      {
-        std::lock_guard<std::mutex> lock(*mutex);
-        live = loader.lock();
-        if (!live) return;
-        live->push();
-      }
-      // Not a fixed sleep, which held transfers far below the link's speed.
-      live->wait(1);
-    }
-  }).detach();
-}
 
 std::string readText(std::vector<char> const& bytes) { return std::string(bytes.begin(), bytes.end()); }
 
@@ -103,7 +86,8 @@ LauncherGUI::LauncherGUI(vorn::Platform* platform, UIHostMaker makeUIHost)
 
   http.reset(net::createCurlHttpLoader(certPath));
   httpMutex = std::make_shared<std::mutex>();
-  startHttpPump(http, httpMutex);
+  // Every transfer of the launcher advances on this thread.
+  httpPump = std::thread(net::pumpHttpLoader, http, httpMutex, [running = httpPumpRunning] { return running->load(); });
 
   hostDir = ka::path::join(ka::path::parent(ka::getExecutableFilename()), "host");
 }
@@ -113,10 +97,11 @@ LauncherGUI::~LauncherGUI() {
   // a launch); those take moments, so wait for them. A job still at work is not awaited.
   for (int waited = 0; liveJobs > 0 && !busy && waited < 5000; ++waited)
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  {
-    std::lock_guard<std::mutex> lock(*httpMutex);
-    http.reset();
-  }
+  // The pump ends at its next turn, within a millisecond; joined, so that the loader never
+  // outlives the launcher on a thread of its own (a job still at work may keep it a while).
+  *httpPumpRunning = false;
+  httpPump.join();
+  http.reset();
   if (view) {
     view->Destroy();
     view = nullptr;

@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "game/game.h"
@@ -146,6 +147,8 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   std::unique_ptr<ka::LogSinkStream> logFileSink;  // null if the log file could not be opened
   std::map<std::string, Stream> streams;
   std::shared_ptr<net::HttpLoader> http;
-  std::shared_ptr<std::mutex> httpMutex;  // guards the loader's pump against its release
+  std::shared_ptr<std::mutex> httpMutex;  // taken by the pump around each push
+  std::shared_ptr<std::atomic<bool>> httpPumpRunning = std::make_shared<std::atomic<bool>>(true);
+  std::thread httpPump;
   ka::Json engineParams;
 };
