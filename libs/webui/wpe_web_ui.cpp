@@ -22,15 +22,18 @@ namespace {
 
 // The engine's backend is loaded and set to hand over pictures in shared memory once a process.
 bool initializeEngine() {
-  static bool const ready = [] {
-    // The page is drawn off-screen, so no assistive technology can reach it through the engine,
-    // which would otherwise look for the accessibility bus and, on most machines, print that it
-    // found none. An empty address turns its bridge off; a user's own address is left alone.
-    if (!std::getenv("AT_SPI_BUS_ADDRESS")) ::setenv("WEBKIT_A11Y_BUS_ADDRESS", "", 0);
-    return wpe_loader_init("libWPEBackend-fdo-1.0.so.1") && wpe_fdo_initialize_shm();
-  }();
+  static bool const ready = wpe_loader_init("libWPEBackend-fdo-1.0.so.1") && wpe_fdo_initialize_shm();
   return ready;
 }
+
+// The page is drawn off-screen, so no assistive technology can reach it through the engine, which
+// would otherwise look for the accessibility bus and, on most machines, print that it found none.
+// An empty address turns its bridge off; a user's own address is left alone. Set while the process
+// has one thread: setenv is no safe call once others may read the environment.
+[[maybe_unused]] bool const gAccessibilityBridgeOff = [] {
+  if (!std::getenv("AT_SPI_BUS_ADDRESS")) ::setenv("WEBKIT_A11Y_BUS_ADDRESS", "", 0);
+  return true;
+}();
 
 char const* mimeType(std::string const& path) {
   static std::pair<char const*, char const*> const types[] = {
