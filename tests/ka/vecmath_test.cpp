@@ -1,3 +1,4 @@
+// Vectors and matrices: row vectors, projections, lookAt, inverses of random matrices, planes, boxes, ifloorLog2.
 #include "ka/vecmath.h"
 
 #include <gtest/gtest.h>
@@ -34,45 +35,23 @@ static_assert(std::is_aggregate_v<Vec3<float>> && std::is_aggregate_v<Mat4x4f> &
 static_assert(sizeof(Vec3<double>) == 24 && sizeof(Vec2<int>) == 8);
 static_assert(sizeof(Vec3<float>[10]) == 120, "no padding between array elements");
 static_assert(Vec3<float>{1, 2, 3} + Vec3<float>{1, 1, 1} == Vec3<float>{2, 3, 4}, "constexpr arithmetic");
-static_assert(ka::dot(Vec3<int>{1, 2, 3}, Vec3<int>{4, 5, 6}) == 32);
-static_assert(ka::cross(Vec3<int>{1, 0, 0}, Vec3<int>{0, 1, 0}) == Vec3<int>{0, 0, 1});
-static_assert(Mat4x4f::identity().m[3][3] == 1 && Mat4x4f{}.m[0][0] == 0);
 
 TEST(Vecmath, VectorArithmetic) {
   Vec3<float> a{1, 2, 3}, b{4, 5, 6};
-  EXPECT_EQ(a + b, (Vec3<float>{5, 7, 9}));
-  EXPECT_EQ(b - a, (Vec3<float>{3, 3, 3}));
-  EXPECT_EQ(-a, (Vec3<float>{-1, -2, -3}));
-  EXPECT_EQ(a * 2.0f, (Vec3<float>{2, 4, 6}));
-  EXPECT_EQ(2.0f * a, (Vec3<float>{2, 4, 6}));
-  EXPECT_EQ(b / 2.0f, (Vec3<float>{2, 2.5f, 3}));
   EXPECT_EQ(a * b, (Vec3<float>{4, 10, 18}));
-  EXPECT_EQ(ka::dot(a, b), 32);
   EXPECT_EQ(ka::cross(a, b), (Vec3<float>{-3, 6, -3}));
-  EXPECT_EQ(ka::length(Vec3<float>{3, 4, 0}), 5);
-  EXPECT_EQ(ka::lengthSquared(Vec4<float>{1, 1, 1, 1}), 4);
   EXPECT_EQ(ka::lerp(a, b, 0.5f), (Vec3<float>{2.5f, 3.5f, 4.5f}));
   EXPECT_EQ(ka::min(a, Vec3<float>{0, 5, 3}), (Vec3<float>{0, 2, 3}));
   EXPECT_EQ(ka::max(a, Vec3<float>{0, 5, 3}), (Vec3<float>{1, 5, 3}));
-  EXPECT_EQ((Vec4<float>{1, 2, 3, 4}.xyz()), a);
-  EXPECT_EQ(a.xy(), (Vec2<float>{1, 2}));
   EXPECT_TRUE(near(ka::normalize(Vec3<float>{3, 0, 4}), {0.6f, 0, 0.8f}, 1e-7f));
-  EXPECT_NEAR(ka::length(ka::normalize(Vec2<double>{1, 1})), 1.0, 1e-15);
-}
-
-TEST(Vecmath, NormalisingZeroGivesZeroNotNaN) {
+  // The epsilon is added to the length, so zero normalises to zero, not NaN.
   EXPECT_EQ(ka::normalize(Vec3<float>{0, 0, 0}), (Vec3<float>{0, 0, 0}));
   EXPECT_EQ(ka::normalize(Vec4<double>{0, 0, 0, 0}), (Vec4<double>{0, 0, 0, 0}));
-  // The epsilon is added to the length, not to its square: the smallest normal float is the whole of it.
-  EXPECT_EQ(ka::kNormalizeEpsilon, 1.1754944e-38f);
   EXPECT_EQ(ka::kNormalizeEpsilon, std::numeric_limits<float>::min());
 }
 
 TEST(Vecmath, StreamForms) {
   EXPECT_EQ(str(Vec3<float>{1, 2.5f, -3}), "Vec3<float>(1,2.5,-3)");
-  EXPECT_EQ(str(Vec3<double>{1, 2, 3}), "Vec3<double>(1,2,3)");
-  EXPECT_EQ(str(Vec3<int>{1, 2, 3}), "Vec3<int>(1,2,3)");
-  EXPECT_EQ(str(Vec2<float>{1, 2}), "Vec2<float>(1,2)");
   EXPECT_EQ(str(Vec4<unsigned>{1, 2, 3, 4}), "Vec4<unsigned>(1,2,3,4)");
   EXPECT_EQ(str(Mat3x3f::identity()), "Mat3x3<float>((1,0,0),(0,1,0),(0,0,1))");
   EXPECT_EQ(str(Mat4x4f::translation({1, 2, 3})), "Mat4x4f((1,0,0,0),(0,1,0,0),(0,0,1,0),(1,2,3,1))");
@@ -90,38 +69,17 @@ TEST(Vecmath, RowVectorsTranslationInTheLastRowAndMulAppliesTheFirstFirst) {
   EXPECT_EQ(ka::transformPoint({1, 1, 1}, ka::mul(t, s)), (Vec3<float>{4, 2, 2}));
   EXPECT_EQ(ka::transformDirection({1, 1, 1}, ka::mul(s, t)), (Vec3<float>{2, 2, 2}));
   EXPECT_EQ(ka::mul(Vec4<float>{1, 1, 1, 1}, t), (Vec4<float>{2, 1, 1, 1}));
-  EXPECT_EQ(ka::mul(Vec4<float>{1, 1, 1, 0}, t), (Vec4<float>{1, 1, 1, 0}));
-  EXPECT_EQ(ka::mul(Mat4x4f::identity(), t), t);
-
   // rotationTranslation: rotate, then translate.
   Mat4x4f rt = Mat4x4f::rotationTranslation(Mat3x3f::rotation({0, 0, 1}, 1.5707963f), {0, 0, 5});
   EXPECT_TRUE(near(ka::transformPoint({1, 0, 0}, rt), {0, 1, 5}, 1e-6f));
 }
 
-TEST(Vecmath, RotationIsCounterClockwiseAboutTheAxis) {
+TEST(Vecmath, RotationIsCounterClockwiseAboutTheNormalisedAxis) {
   float quarter = 1.5707963f;
   EXPECT_TRUE(near(ka::transformPoint({1, 0, 0}, Mat4x4f::rotation({0, 0, 1}, quarter)), {0, 1, 0}, 1e-6f));
   EXPECT_TRUE(near(ka::transformPoint({0, 1, 0}, Mat4x4f::rotation({1, 0, 0}, quarter)), {0, 0, 1}, 1e-6f));
   EXPECT_TRUE(near(ka::transformPoint({0, 0, 1}, Mat4x4f::rotation({0, 1, 0}, quarter)), {1, 0, 0}, 1e-6f));
-  // The axis is normalised.
   EXPECT_TRUE(near(Mat4x4f::rotation({0, 0, 7}, 0.3f), Mat4x4f::rotation({0, 0, 1}, 0.3f), 1e-6));
-  EXPECT_TRUE(near(Mat3x3d::rotation({0, 0, 1}, 1.0), Mat3x3d::rotation({0, 0, 2}, 1.0), 1e-15));
-  EXPECT_NEAR(Mat4x4f::rotation({1, 2, 3}, 0.7f).determinant(), 1, 1e-6);
-}
-
-TEST(Vecmath, PerspectiveTableForBothConventions) {
-  float w = 2, h = 1.5f, n = 0.5f, f = 100;
-  Mat4x4f d3d = Mat4x4f::perspectiveDirect3D(w, h, n, f);
-  Mat4x4f gl = Mat4x4f::perspectiveOpenGL(w, h, n, f);
-  Mat4x4f expectD3d{{{2 * n / w, 0, 0, 0}, {0, 2 * n / h, 0, 0}, {0, 0, f / (n - f), -1}, {0, 0, n * f / (n - f), 0}}};
-  Mat4x4f expectGl{
-      {{2 * n / w, 0, 0, 0}, {0, 2 * n / h, 0, 0}, {0, 0, (n + f) / (n - f), -1}, {0, 0, 2 * n * f / (n - f), 0}}};
-  EXPECT_EQ(d3d, expectD3d);
-  EXPECT_EQ(gl, expectGl);
-  EXPECT_EQ(Mat4x4f::perspective(ka::CSC_Direct3D, w, h, n, f), d3d);
-  EXPECT_EQ(Mat4x4f::perspective(ka::CSC_OpenGL, w, h, n, f), gl);
-  EXPECT_EQ(int(ka::CSC_Direct3D), 0);
-  EXPECT_EQ(int(ka::CSC_OpenGL), 1);
 }
 
 TEST(Vecmath, PerspectiveMapsNearToZeroOrMinusOneAndFarToOne) {
@@ -129,6 +87,8 @@ TEST(Vecmath, PerspectiveMapsNearToZeroOrMinusOneAndFarToOne) {
     float f = 1000;
     Mat4x4f d3d = Mat4x4f::perspective(ka::CSC_Direct3D, 1, 0.75f, n, f);
     Mat4x4f gl = Mat4x4f::perspective(ka::CSC_OpenGL, 1, 0.75f, n, f);
+    EXPECT_EQ(d3d, Mat4x4f::perspectiveDirect3D(1, 0.75f, n, f));
+    EXPECT_EQ(gl, Mat4x4f::perspectiveOpenGL(1, 0.75f, n, f));
     EXPECT_NEAR(ka::projectPoint({0, 0, -n}, d3d).z, 0, 1e-6) << n;
     EXPECT_NEAR(ka::projectPoint({0, 0, -n}, gl).z, -1, 1e-6) << n;
     EXPECT_NEAR(ka::projectPoint({0, 0, -f}, d3d).z, 1, 1e-5) << n;
@@ -141,10 +101,6 @@ TEST(Vecmath, PerspectiveMapsNearToZeroOrMinusOneAndFarToOne) {
     // Clip w is the distance in front of the camera.
     EXPECT_EQ(ka::mul(Vec4<float>{0, 0, -n, 1}, gl).w, n);
   }
-  // The launcher's own call: height over width as the second size.
-  Mat4x4f launcher = Mat4x4f::perspective(ka::CSC_OpenGL, 1.0f, 600.0f / 800.0f, 1.0f, 1000.0f);
-  EXPECT_NEAR(ka::projectPoint({0, 0, -1}, launcher).z, -1, 1e-6);
-  EXPECT_NEAR(ka::projectPoint({0, 0, -1000}, launcher).z, 1, 1e-6);
 }
 
 TEST(Vecmath, OrthographicMapsTheBoxOntoClipSpace) {
@@ -155,14 +111,9 @@ TEST(Vecmath, OrthographicMapsTheBoxOntoClipSpace) {
     EXPECT_TRUE(near(ka::projectPoint({50, 6, -9}, m), {1, 1, 1}, 1e-6f)) << convention;
     EXPECT_TRUE(near(ka::projectPoint({30, 1, -5}, m), {0, 0, (zNear + 1) / 2}, 1e-6f)) << convention;
   }
-  EXPECT_EQ(Mat4x4f::orthographic(ka::CSC_Direct3D, 0, 800, 0, 600, -1, 1),
-            Mat4x4f::orthographicDirect3D(0, 800, 0, 600, -1, 1));
-  EXPECT_EQ(Mat4x4f::orthographic(ka::CSC_OpenGL, 0, 800, 0, 600, -1, 1),
-            Mat4x4f::orthographicOpenGL(0, 800, 0, 600, -1, 1));
-  // The UI viewport's projection: pixels onto -1 to 1.
-  Mat4x4f ui = Mat4x4f::orthographic(ka::CSC_OpenGL, 0, 800, 0, 600, -1, 1);
-  EXPECT_TRUE(near(ka::projectPoint({0, 0, 0}, ui), {-1, -1, 0}, 1e-6f));
-  EXPECT_TRUE(near(ka::projectPoint({800, 600, 0}, ui), {1, 1, 0}, 1e-6f));
+  EXPECT_EQ(Mat4x4f::orthographic(ka::CSC_Direct3D, 0, 8, 0, 6, -1, 1),
+            Mat4x4f::orthographicDirect3D(0, 8, 0, 6, -1, 1));
+  EXPECT_EQ(Mat4x4f::orthographic(ka::CSC_OpenGL, 0, 8, 0, 6, -1, 1), Mat4x4f::orthographicOpenGL(0, 8, 0, 6, -1, 1));
 }
 
 TEST(VecmathDeathTest, AnotherClipSpaceConventionDies) {
@@ -177,13 +128,6 @@ TEST(Vecmath, LookAtTakesTheTargetFirst) {
   EXPECT_TRUE(near(ka::transformPoint(eye, view), {0, 0, 0}, 1e-5f));
   EXPECT_TRUE(near(ka::transformPoint(target, view), {0, 0, -10}, 1e-5f));
   EXPECT_TRUE(near(ka::transformPoint(eye + up, view), {0, 1, 0}, 1e-5f));
-  // The published layout: columns x, y, z; last row the negated dot products with the eye.
-  Vec3<float> z = ka::normalize(eye - target), x = ka::normalize(ka::cross(up, z)), y = ka::cross(z, x);
-  Mat4x4f expect{{{x.x, y.x, z.x, 0},
-                  {x.y, y.y, z.y, 0},
-                  {x.z, y.z, z.z, 0},
-                  {-ka::dot(eye, x), -ka::dot(eye, y), -ka::dot(eye, z), 1}}};
-  EXPECT_EQ(view, expect);
   EXPECT_TRUE(near(Mat3x3f::lookAt(target, eye, up), view.upper3x3(), 0));
 
   std::mt19937 rng(11);
@@ -193,48 +137,25 @@ TEST(Vecmath, LookAtTakesTheTargetFirst) {
     ASSERT_TRUE(near(ka::transformPoint(t, v), {0, 0, -5}, 1e-4f));
     ASSERT_NEAR(v.determinant(), 1, 1e-5);
   }
-}
 
-TEST(Vecmath, LookAtWithEyeAtTheTargetGivesNoNaN) {
-  Mat4x4f view = Mat4x4f::lookAt({1, 2, 3}, {1, 2, 3}, {0, 1, 0});
-  EXPECT_TRUE(mathtest::finite(view)) << view;
-  // Looking along `up` is degenerate too, and finite as well.
+  // Degenerate: the eye at the target, or looking along `up`. No NaN.
+  EXPECT_TRUE(mathtest::finite(Mat4x4f::lookAt({1, 2, 3}, {1, 2, 3}, {0, 1, 0})));
   EXPECT_TRUE(mathtest::finite(Mat4x4f::lookAt({0, 5, 0}, {0, 0, 0}, {0, 1, 0})));
-  Mat3x3d m = Mat3x3d::lookAt({0, 0, 0}, {0, 0, 0}, {0, 1, 0});
-  for (auto const& row : m.m)
-    for (double v : row) EXPECT_TRUE(std::isfinite(v));
+  EXPECT_TRUE(mathtest::finite(Mat3x3d::lookAt({0, 0, 0}, {0, 0, 0}, {0, 1, 0})));
 }
 
-TEST(Vecmath, Determinants) {
+TEST(Vecmath, DeterminantsAndTransposes) {
   Mat4x4f s = Mat4x4f::scaleTranslation({2, 3, 4}, {5, 6, 7});
   EXPECT_EQ(s.determinant(), 24);
   EXPECT_EQ(s.determinant3x4(), 24);
-  EXPECT_EQ(Mat4x4f::identity().determinant(), 1);
-  EXPECT_EQ(Mat3x3d::identity().determinant(), 1);
-  Mat4x4f p = Mat4x4f::perspectiveOpenGL(2, 2, 1, 3);
   // 1 * 1 * det([[-2, -1], [-3, 0]]) = -3.
-  EXPECT_FLOAT_EQ(p.determinant(), -3);
-
-  std::mt19937 rng(5);
-  for (int i = 0; i < 100; ++i) {
-    Mat4x4f a = mathtest::randomAffine(rng), b = mathtest::randomAffine(rng);
-    float da = a.determinant(), db = b.determinant();
-    ASSERT_NEAR(ka::mul(a, b).determinant(), da * db, 1e-4 * std::abs(da * db));
-    ASSERT_NEAR(a.determinant3x4(), da, 1e-5 * std::abs(da));
-  }
-}
-
-TEST(Vecmath, Transposes) {
+  EXPECT_FLOAT_EQ(Mat4x4f::perspectiveOpenGL(2, 2, 1, 3).determinant(), -3);
   Mat4x4f m{{{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}, {13, 14, 15, 16}}};
   EXPECT_EQ(m.transpose(), (Mat4x4f{{{1, 5, 9, 13}, {2, 6, 10, 14}, {3, 7, 11, 15}, {4, 8, 12, 16}}}));
   EXPECT_EQ(m.transpose3x3(), (Mat4x4f{{{1, 5, 9, 4}, {2, 6, 10, 8}, {3, 7, 11, 12}, {13, 14, 15, 16}}}));
-  EXPECT_EQ(m.transpose().transpose(), m);
-  // A rotation's transpose is its inverse.
-  Mat4x4f r = Mat4x4f::rotation({1, 1, 0}, 0.4f);
-  EXPECT_TRUE(near(ka::mul(r, r.transpose3x3()), Mat4x4f::identity(), 1e-6));
 }
 
-TEST(Vecmath, InverseTimesMatrixIsTheIdentityOnRandomMatrices) {
+TEST(Vecmath, InversesAndDeterminantsOfRandomMatrices) {
   std::mt19937 rng(20240601);
   for (int i = 0; i < 1000; ++i) {
     Mat4x4f m = mathtest::randomAffine(rng);
@@ -245,6 +166,9 @@ TEST(Vecmath, InverseTimesMatrixIsTheIdentityOnRandomMatrices) {
     // mul3x4 is mul for affine matrices.
     Mat4x4f other = mathtest::randomAffine(rng);
     ASSERT_TRUE(near(ka::mul3x4(m, other), ka::mul(m, other), 1e-4)) << i;
+    float dm = m.determinant(), dother = other.determinant();
+    ASSERT_NEAR(ka::mul(m, other).determinant(), dm * dother, 1e-4 * std::abs(dm * dother)) << i;
+    ASSERT_NEAR(m.determinant3x4(), dm, 1e-5 * std::abs(dm)) << i;
     Mat3x3f r = m.upper3x3();
     ASSERT_TRUE(near(ka::mul(r.inverse(), r), Mat3x3f::identity(), 1e-5)) << i;
   }
@@ -262,22 +186,17 @@ TEST(Vecmath, InverseTimesMatrixIsTheIdentityOnRandomMatrices) {
                         Mat3x3d{{{1.5 + u(rng), 0, 0}, {0, 1.5 + u(rng), 0}, {0, 0, 1.5 + u(rng)}}});
     ASSERT_TRUE(near(ka::mul(m.inverse(), m), Mat3x3d::identity(), 1e-12)) << i;
   }
-}
-
-TEST(Vecmath, InverseOfAPerspectiveUnprojectsNearAndFar) {
-  // As the scene viewport derives its near and far distances.
-  Mat4x4f proj = Mat4x4f::perspectiveOpenGL(1, 0.75f, 2, 500);
-  Mat4x4f inv = proj.inverse();
+  // As the scene viewport derives its near and far distances from a projection.
+  Mat4x4f inv = Mat4x4f::perspectiveOpenGL(1, 0.75f, 2, 500).inverse();
   EXPECT_NEAR(std::abs(ka::projectPoint({0, 0, -1}, inv).z), 2, 1e-4);
   EXPECT_NEAR(std::abs(ka::projectPoint({0, 0, 1}, inv).z), 500, 0.1);
 }
 
-TEST(Vecmath, PlanesSpheresAndBoxes) {
+TEST(Vecmath, PlanesAndBoxes) {
   ka::Plane4<float> p = ka::Plane4<float>::fromPoints({0, 0, 1}, {1, 0, 1}, {0, 1, 1});
   EXPECT_EQ(p.n, (Vec3<float>{0, 0, 1}));
   EXPECT_EQ(p.d, -1);
   EXPECT_GT(p.distance({0, 0, 2}), 0);
-  EXPECT_LT(p.distance({5, 5, 0}), 0);
   // Collinear points give a zero normal, not NaN.
   ka::Plane4<float> flat = ka::Plane4<float>::fromPoints({0, 0, 0}, {1, 1, 1}, {2, 2, 2});
   EXPECT_EQ(flat.n, (Vec3<float>{0, 0, 0}));
@@ -289,33 +208,24 @@ TEST(Vecmath, PlanesSpheresAndBoxes) {
   box.addPoint({1, 2, 3});
   box.addPoint({-1, 0, 5});
   EXPECT_EQ(box, (ka::AABB{{-1, 0, 3}, {1, 2, 5}}));
-  EXPECT_EQ(box.center(), (Vec3<float>{0, 1, 4}));
-  EXPECT_EQ(box.halfExtents(), (Vec3<float>{1, 1, 1}));
   EXPECT_TRUE(box.contains({1, 2, 5}));
   EXPECT_FALSE(box.contains({1, 2, 5.5f}));
-  EXPECT_EQ(box.corner(0), box.min);
-  EXPECT_EQ(box.corner(7), box.max);
   EXPECT_EQ(box.corner(1), (Vec3<float>{1, 0, 3}));
+  EXPECT_EQ(box.corner(6), (Vec3<float>{-1, 2, 5}));
   box.addBox({{0, 0, 0}, {0, 0, 0}});
   EXPECT_EQ(box.min, (Vec3<float>{-1, 0, 0}));
 }
 
 TEST(Numutil, IfloorLog2) {
   static_assert(ka::ifloorLog2(1) == 0 && ka::ifloorLog2(16) == 4 && ka::ifloorLog2(0x80000000u) == 31);
-  static_assert(std::is_same_v<decltype(ka::ifloorLog2(1)), int8_t>);
   EXPECT_EQ(ka::ifloorLog2(0), -1);
-  EXPECT_EQ(ka::ifloorLog2(1), 0);
-  EXPECT_EQ(ka::ifloorLog2(16), 4);
-  EXPECT_EQ(ka::ifloorLog2(0x80000000u), 31);
   EXPECT_EQ(ka::ifloorLog2(0xffffffffu), 31);
-  // Every power of two and its neighbours, across each of the shift steps.
+  // Every power of two and its neighbours, across each of the shift steps, and random values.
   for (int bit = 0; bit < 32; ++bit) {
     unsigned p = 1u << bit;
     EXPECT_EQ(ka::ifloorLog2(p), bit) << p;
+    EXPECT_EQ(ka::ifloorLog2(p | 1), bit) << p;
     EXPECT_EQ(ka::ifloorLog2(p + p - 1), bit) << p;
-    if (p > 2) {
-      EXPECT_EQ(ka::ifloorLog2(p + 1), bit) << p;
-    }
   }
   std::mt19937 rng(2);
   for (int i = 0; i < 100000; ++i) {

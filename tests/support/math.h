@@ -58,9 +58,10 @@ template <class M>
   return ::testing::AssertionSuccess();
 }
 
-inline bool finite(ka::Mat4x4f const& m) {
+template <class M>
+bool finite(M const& m) {
   for (auto const& row : m.m)
-    for (float v : row)
+    for (auto v : row)
       if (!std::isfinite(v)) return false;
   return true;
 }

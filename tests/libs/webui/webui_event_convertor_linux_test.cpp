@@ -1,3 +1,4 @@
+// The UI host's translation of the window's input events into key and mouse records.
 #include "webui/webui_event_convertor_linux.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Windows virtual-key codes for GLFW keys and for typed characters: spot checks of each block.
 #include "webui/windows_key_codes_linux.h"
 
 #include <gtest/gtest.h>
