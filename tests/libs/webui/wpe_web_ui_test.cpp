@@ -406,10 +406,14 @@ TEST_F(WpeWebUITest, TheTranslatedWheelScrollsByTenthsOfANotch) {
   start(host, R"HTML(<!DOCTYPE html><html><body style="margin:0;height:5000px"><script>
       document.addEventListener('wheel', (e) => engine.call('report', 'wheel', e.deltaY));
       document.addEventListener('scroll', () => engine.call('report', 'scroll', window.scrollY));
+      document.addEventListener('mousemove', () => engine.call('report', 'pointer'), {once: true});
       engine.call('report', 'ready');
     </script></body></html>)HTML");
   ASSERT_TRUE(host.reported("ready")) << logText();
   ASSERT_TRUE(host.until([&] { return host.draws > 0; }));
+  // The pointer first, as a player's does: the page takes input once it has seen it arrive.
+  send(host, {.kind = vorn::PlatformEvent::CursorMove, .x = 150, .y = 120}, vorn::MouseMoveEvent(150, 120, 0));
+  ASSERT_TRUE(host.reported("pointer")) << reportText(host);
   auto wheel = [&](double notches) {
     vorn::PlatformEvent native{.kind = vorn::PlatformEvent::Scroll, .x = 150, .y = 120, .scrollY = notches};
     send(host, native, vorn::MouseWheelEvent(150, 120, int(notches * 120), 0));
