@@ -1,3 +1,4 @@
+// Path joining, splitting and searching, in the Posix and Windows styles.
 #include "ka/pathutil.h"
 
 #include <gtest/gtest.h>
@@ -6,6 +7,7 @@
 #include <cstdlib>
 
 #include "ka/posixpath.h"
+#include "support/env.h"
 
 namespace {
 
@@ -81,12 +83,12 @@ TEST(PathUtil, SearchesPathAndMakesPathsAbsolute) {
   EXPECT_EQ(ka::path::searchPath("./tool"), "./tool");
   std::string sh = ka::path::searchPath("sh");
   EXPECT_TRUE(sh == "/bin/sh" || sh == "/usr/bin/sh") << sh;
-  std::string saved = std::getenv("PATH");
-  setenv("PATH", "::/nonexistent:/bin", 1);
-  EXPECT_EQ(ka::path::searchPath("sh"), "/bin/sh");
-  unsetenv("PATH");
-  EXPECT_EQ(ka::path::searchPath("sh"), "");
-  setenv("PATH", saved.c_str(), 1);
+  {
+    ScopedEnv path("PATH", "::/nonexistent:/bin");
+    EXPECT_EQ(ka::path::searchPath("sh"), "/bin/sh");
+    path.set("PATH", nullptr);
+    EXPECT_EQ(ka::path::searchPath("sh"), "");
+  }
 
   char here[4096];
   ASSERT_TRUE(getcwd(here, sizeof here));

@@ -1,3 +1,4 @@
+// Where the program keeps its per-user files, found from the XDG variables and HOME.
 #include "ka/system_dirs.h"
 
 #include <gtest/gtest.h>
@@ -6,27 +7,9 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "support/env.h"
+
 namespace {
-
-// Sets environment variables for one test and puts the old values back.
-class EnvGuard {
- public:
-  ~EnvGuard() {
-    for (auto& [name, value] : saved_) {
-      if (value) setenv(name.c_str(), value->c_str(), 1);
-      else unsetenv(name.c_str());
-    }
-  }
-  void set(char const* name, char const* value) {
-    char const* old = std::getenv(name);
-    saved_.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
-    if (value) setenv(name, value, 1);
-    else unsetenv(name);
-  }
-
- private:
-  std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
-};
 
 bool exists(std::string const& path) {
   struct stat info;
@@ -34,7 +17,7 @@ bool exists(std::string const& path) {
 }
 
 TEST(SystemDirs, UserDirectoriesFollowXdgAndCreateNothing) {
-  EnvGuard env;
+  ScopedEnv env;
   env.set("XDG_DATA_HOME", "/nonexistent/xdg");
   EXPECT_EQ(ka::getUserDataDir("Acme", "Game"), "/nonexistent/xdg/Acme/Game/data");
   EXPECT_EQ(ka::getUserDocDir("Acme", "Game"), "/nonexistent/xdg/Acme/Game/user");
@@ -48,7 +31,7 @@ TEST(SystemDirs, UserDirectoriesFollowXdgAndCreateNothing) {
 }
 
 TEST(SystemDirs, TempExecutableAndResources) {
-  EnvGuard env;
+  ScopedEnv env;
   env.set("TMPDIR", "/var/tmp/x");
   EXPECT_EQ(ka::getTempDir(), "/var/tmp/x");
   env.set("TMPDIR", nullptr);

@@ -10,8 +10,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "devserver.h"
 #include "launcher_hosts.h"
+#include "support/dev_server_thread.h"
 #include "support/launcher_home.h"
 #include "support/local_http_server.h"
 #include "support/text.h"
@@ -43,10 +43,7 @@ class LauncherSelfUpdateTest : public ::testing::Test, public LauncherHome {
       EXPECT_TRUE(run->turnUntil([this] { return !Inspect::busy(run->gui()); }));
     }
     run.reset();
-    if (server) {
-      server->stop();
-      serving.join();
-    }
+    server.reset();
     fs::remove_all(kUnpacked);
   }
 
@@ -55,9 +52,9 @@ class LauncherSelfUpdateTest : public ::testing::Test, public LauncherHome {
     config.port = portOf(hosts::kLiveSetupUrl);
     config.launcherChecksum = checksum;
     config.launcherImage = image;
-    server = std::make_unique<devserver::DevServer>(config);
-    ASSERT_NO_THROW(server->bind()) << "port " << config.port << " is taken; stop the server that holds it";
-    serving = std::thread([this] { server->serve(); });
+    server.reset();
+    ASSERT_NO_THROW(server = std::make_unique<DevServerThread>(config))
+        << "port " << config.port << " is taken; stop the server that holds it";
   }
   RecordedEvent check(std::vector<std::string> words = {}) {
     words.insert(words.begin(), {"--update-check-url", hosts::kLiveSetupUrl});
@@ -70,8 +67,7 @@ class LauncherSelfUpdateTest : public ::testing::Test, public LauncherHome {
   }
 
   FakeOpener opener;
-  std::unique_ptr<devserver::DevServer> server;
-  std::thread serving;
+  std::unique_ptr<DevServerThread> server;
   std::unique_ptr<LauncherRun> run;
 };
 
@@ -105,10 +101,7 @@ TEST_F(LauncherSelfUpdateTest, APublishedChecksumThatIsNotHexadecimalIsIgnored) 
     EXPECT_FALSE(fs::exists(dataDir("Test Studio", "TestGame") + "/updates"));
     EXPECT_TRUE(opener.opened().empty());
     run.reset();
-    server->stop();
-    serving.join();
     server.reset();
-    ka::cmd_line::reset();
   }
 }
 
@@ -192,8 +185,6 @@ TEST_F(LauncherSelfUpdateTest, ABrokenServiceOrASkippedCheckEndsQuietly) {
   EXPECT_EQ(outcome.text(2), "");
 
   run.reset();
-  server->stop();
-  serving.join();
   server.reset();
   RecordedEvent skipped = check({"--skip-version-check"});
   EXPECT_EQ(skipped.text(2), "");

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "devserver.h"
+#include "support/poll.h"
 
 class DevServerThread {
  public:
@@ -14,7 +15,7 @@ class DevServerThread {
     port_ = server_.bind();
     thread_ = std::thread([this] { server_.serve(); });
     // Until it serves, a stop would be lost and the thread never end.
-    for (int i = 0; i < 1000 && !server_.serving(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    pollUntil([this] { return server_.serving(); }, std::chrono::seconds(2), std::chrono::milliseconds(2));
   }
   ~DevServerThread() {
     server_.stop();

@@ -9,6 +9,7 @@
 
 #include "net/http.h"
 #include "net/http_pump.h"
+#include "support/poll.h"
 
 class PumpedLoader {
  public:
@@ -42,10 +43,12 @@ class PumpedLoader {
 // Polls as a job thread does; false if the request did not end in time.
 inline bool waitForCompletion(ka::RefNoCount<net::HttpRequest> request,
                               std::chrono::milliseconds limit = std::chrono::seconds(20)) {
-  auto until = std::chrono::steady_clock::now() + limit;
-  while (!request->isComplete()) {
-    if (std::chrono::steady_clock::now() > until) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
+  return pollUntil([&] { return request->isComplete(); }, limit);
+}
+
+// Starts the request and waits for its end.
+inline bool runToEnd(ka::RefNoCount<net::HttpRequest> request,
+                     std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+  request->execute();
+  return waitForCompletion(request, limit);
 }

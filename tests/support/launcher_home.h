@@ -14,6 +14,7 @@
 #include "game/headless_platform.h"
 #include "ka/cmd_line.h"
 #include "launcher_gui.h"
+#include "support/env.h"
 #include "support/recording_ui.h"
 #include "support/temp_dir.h"
 
@@ -77,12 +78,11 @@ class LauncherHome {
 // Stands in for "xdg-open" on PATH while it lives, recording each call's arguments as a line.
 class FakeOpener {
  public:
-  FakeOpener() : path_(std::getenv("PATH")) {
+  FakeOpener() {
     bin_.write("xdg-open", "#!/bin/sh\necho \"$@\" >> '" + bin_.file("opened") + "'\n");
     std::filesystem::permissions(bin_.file("xdg-open"), std::filesystem::perms::owner_all);
-    setenv("PATH", (bin_.path() + ":" + path_).c_str(), 1);
+    path_.set("PATH", (bin_.path() + ":" + std::getenv("PATH")).c_str());
   }
-  ~FakeOpener() { setenv("PATH", path_.c_str(), 1); }
 
   std::vector<std::string> opened() const {
     std::ifstream in(bin_.file("opened"));
@@ -93,7 +93,7 @@ class FakeOpener {
 
  private:
   TempDir bin_;
-  std::string path_;
+  ScopedEnv path_;
 };
 
 // Makes the launcher object with a recording page, as the program's factory would.

@@ -9,6 +9,8 @@
 #include <string>
 #include <thread>
 
+#include "support/poll.h"
+
 class LocalHttpServer {
  public:
   // Plain HTTP, or HTTPS when a certificate and key are given.
@@ -29,7 +31,7 @@ class LocalHttpServer {
     port_ = port == 0 ? server_->bind_to_any_port("127.0.0.1") : (server_->bind_to_port("127.0.0.1", port) ? port : -1);
     if (port_ <= 0) throw std::runtime_error("test server could not bind 127.0.0.1");
     thread_ = std::thread([this] { server_->listen_after_bind(); });
-    for (int i = 0; i < 500 && !server_->is_running(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    pollUntil([this] { return server_->is_running(); }, std::chrono::seconds(1), std::chrono::milliseconds(2));
   }
 
   void stop() {

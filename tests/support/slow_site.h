@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -14,10 +15,11 @@
 class SlowSite {
  public:
   explicit SlowSite(std::string const& folder) {
-    server_.routes().Get(R"(/slow/(.*))", [folder](httplib::Request const& req, httplib::Response& res) {
+    server_.routes().Get(R"(/slow/(.*))", [this, folder](httplib::Request const& req, httplib::Response& res) {
       auto data = std::make_shared<std::string>(readFile(folder + "/" + req.matches[1].str()));
       if (req.matches[1].str().find("/hashed/") == std::string::npos)
         return res.set_content(*data, "application/octet-stream");
+      bundleAsked_ = true;
       res.set_content_provider(data->size(), "application/octet-stream",
                                [data](size_t offset, size_t length, httplib::DataSink& sink) {
                                  std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -30,7 +32,10 @@ class SlowSite {
   // What `--download-url` takes.
   std::string url() const { return server_.url("/slow/"); }
   void stop() { server_.stop(); }
+  // Whether a download has begun.
+  bool bundleAsked() const { return bundleAsked_; }
 
  private:
+  std::atomic<bool> bundleAsked_{false};
   LocalHttpServer server_;
 };

@@ -1,3 +1,4 @@
+// The manifest's Json both ways, and what it refuses: wrong shapes, unsafe names, bad digests.
 #include "update/manifest.h"
 
 #include <gtest/gtest.h>
@@ -8,27 +9,21 @@
 
 #include "ka/logsink.h"
 #include "support/temp_dir.h"
+#include "support/text.h"
 #include "vorn/gzip.h"
 
 namespace {
 
 using update::Manifest;
 
-ka::Json parse(std::string const& text) {
-  std::istringstream in(text);
-  return ka::Json::readFrom(in);
-}
-
-std::vector<char> gzipped(std::string const& text) {
+// The Json's text, gzipped.
+std::vector<char> gzipped(ka::Json const& json) {
+  std::ostringstream os;
+  json.writeTo(os);
+  std::string text = os.str();
   std::vector<char> out;
   EXPECT_TRUE(vorn::gzip(std::vector<char>(text.begin(), text.end()), out));
   return out;
-}
-
-std::string compact(ka::Json const& v) {
-  std::ostringstream os;
-  v.writeTo(os);
-  return os.str();
 }
 
 std::shared_ptr<Manifest> sample() {
@@ -75,7 +70,7 @@ TEST(Manifest, WritesNumbersAsDigitTextAndReadsBackTheSameFields) {
   EXPECT_EQ(json.get("patchesFrom").asString("null"), "");
 
   TempDir dir;
-  std::string path = dir.write("manifest.gz", gzipped(compact(json)));
+  std::string path = dir.write("manifest.gz", gzipped(json));
   auto read = Manifest::fromZippedFile(path);
   ASSERT_TRUE(read);
   expectSame(*original, *read);
@@ -112,13 +107,13 @@ TEST(Manifest, ReadsDigitsStrictlyAndMissingTextsAsNull) {
   };
   ka::LogSinkMemory log(0);
   for (Case const& c : cases) {
-    auto m = Manifest::fromJson(parse("{\"bundles\":[{\"checksum\":\"" + kSum + "\",\"size\":" + c.size + ",\"entries\":[]}]}"));
+    auto m = Manifest::fromJson(parseJson("{\"bundles\":[{\"checksum\":\"" + kSum + "\",\"size\":" + c.size + ",\"entries\":[]}]}"));
     ASSERT_EQ(m->bundles.size(), 1u);
     EXPECT_EQ(m->bundles[0].size, c.value) << c.size;
   }
   EXPECT_TRUE(log.messages().empty()) << "bad digits are silent";
 
-  auto m = Manifest::fromJson(parse(withEntries(
+  auto m = Manifest::fromJson(parseJson(withEntries(
       "{\"filename\":\"/a\",\"checksum\":\"" + kSum + "\",\"executable\":\"yes\"}, " +
       "{\"filename\":\"/b\",\"checksum\":\"" + kSum + "\",\"executable\":0}")));
   EXPECT_EQ(m->version, "null");
@@ -169,38 +164,24 @@ TEST(Manifest, RefusesWrongShapesAndUnsafeNamesNamingTheFirstBadRecord) {
   for (Case const& c : cases) {
     SCOPED_TRACE(c.json);
     try {
-      Manifest::fromJson(parse(c.json));
+      Manifest::fromJson(parseJson(c.json));
       ADD_FAILURE() << "accepted";
     } catch (std::runtime_error const& e) {
       EXPECT_EQ(e.what(), "Refusing manifest: " + c.error);
     }
   }
-  auto fine = Manifest::fromJson(parse(withEntries(entry("\"/..hidden/a..b/.c\"") + "," + entry("\"/README.txt\"") +
+  auto fine = Manifest::fromJson(parseJson(withEntries(entry("\"/..hidden/a..b/.c\"") + "," + entry("\"/README.txt\"") +
                                                    "," + entry("\"/readme.txt\""))));
   EXPECT_EQ(fine->bundles[0].entries.size(), 3u) << "dots inside names and case twins are plain names";
 }
 
+// Data that is no gzip, or cut short, is refused in the update's own tests, where it arrives.
 TEST(Manifest, ZippedFileFaults) {
   TempDir dir;
   EXPECT_EQ(Manifest::fromZippedFile(dir.file("missing")), nullptr);
   EXPECT_EQ(Manifest::fromZippedFile(dir.path()), nullptr);
 
-  auto errorOf = [&](std::vector<char> const& bytes) -> std::string {
-    std::string path = dir.write("m", bytes);
-    try {
-      Manifest::fromZippedFile(path);
-    } catch (std::runtime_error const& e) {
-      return e.what();
-    }
-    return "<no error>";
-  };
   std::string plain = "{\"version\":\"1\",\"bundles\":[]}";
-  EXPECT_EQ(errorOf(std::vector<char>(plain.begin(), plain.end())), "Refusing manifest: it is not gzip data");
-  EXPECT_EQ(errorOf({}), "Refusing manifest: it is not gzip data");
-  std::vector<char> zipped = gzipped(compact(Manifest::toJson(sample())));
-  zipped.resize(zipped.size() * 2 / 3);
-  EXPECT_EQ(errorOf(zipped).rfind("Refusing manifest: it is damaged (", 0), 0u) << errorOf(zipped);
-
   uLongf size = compressBound(uLong(plain.size()));
   std::vector<char> zlib(size);
   compress(reinterpret_cast<Bytef*>(zlib.data()), &size, reinterpret_cast<Bytef const*>(plain.data()), plain.size());

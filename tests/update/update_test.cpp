@@ -12,17 +12,14 @@
 #include "ka/logsink.h"
 #include "support/game_server.h"
 #include "support/http_client.h"
+#include "support/log_lines.h"
 #include "support/temp_dir.h"
+#include "support/text.h"
 #include "support/update_pipeline.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string slurp(std::string const& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 
 mode_t modeOf(std::string const& path) {
   struct stat info {};
@@ -50,9 +47,10 @@ std::vector<std::vector<GameFile>> versionOne() {
 
 class UpdateTest : public ::testing::Test {
  protected:
-  std::shared_ptr<update::UpdateContext> makeContext() {
-    auto context = update::createUpdateContext(client.shared(), game.path() + "/Stable", temp.path() + "/cache",
-                                               server.baseUrl());
+  // `slash` ends the folders' names, as a player may give them.
+  std::shared_ptr<update::UpdateContext> makeContext(std::string const& slash = "") {
+    auto context = update::createUpdateContext(client.shared(), game.path() + "/Stable" + slash,
+                                               temp.path() + "/cache" + slash, server.baseUrl());
     context->setDownloadPath("game/hashed");
     context->setManifestOnDisk(game.path() + "/Stable/manifest.gz");
     vorn::osutil::mkdirAndParents(context->gameDir());
@@ -60,7 +58,7 @@ class UpdateTest : public ::testing::Test {
     return context;
   }
   PipelineResult update(std::atomic<bool>* cancel = nullptr) { return runUpdatePipeline(makeContext(), "game/manifest.gz", cancel); }
-  std::string installed(std::string const& name) { return slurp(game.path() + "/Stable" + name); }
+  std::string installed(std::string const& name) { return readFile(game.path() + "/Stable" + name); }
   std::string gamePath(std::string const& name) { return game.path() + "/Stable" + name; }
   std::string bundlePath(PublishedGame const& g, size_t index) {
     return temp.path() + "/cache/" + g.manifest->bundles[index].checksum + ".bundle";
@@ -85,7 +83,7 @@ TEST_F(UpdateTest, AFreshInstallIsProvenByTheSecondCheck) {
   EXPECT_TRUE(vorn::osutil::fileExists(gamePath("/data/empty.bin")));
   EXPECT_EQ(installed("/data/empty.bin"), "");
   EXPECT_EQ(installed("/data/old-notes.txt"), "only in version 1");
-  EXPECT_EQ(slurp(game.path() + "/Stable/manifest.gz"), std::string(v1.manifestGz.begin(), v1.manifestGz.end()));
+  EXPECT_EQ(readFile(game.path() + "/Stable/manifest.gz"), std::string(v1.manifestGz.begin(), v1.manifestGz.end()));
   // The temporary directory is left empty: unpacked files consumed, bundles deleted.
   std::vector<std::string> left;
   vorn::osutil::listDir(temp.path() + "/cache", left, vorn::LDR_Recurse);
@@ -127,10 +125,8 @@ TEST_F(UpdateTest, AnIncrementalUpdateFetchesOnlyTheChangedBundleAndRemovesOnlyW
   EXPECT_EQ(installed("/saves/slot1.sav"), "an evening's progress");
   EXPECT_EQ(installed("/data/settings.ini"), "volume=3");
   EXPECT_EQ(installed("/README.TXT"), "case twin");
-  int leaving = 0;
-  for (auto const& line : log.messages())
-    leaving += line.find("INFO Leaving 2 files that the launcher did not install:") != std::string::npos;
-  EXPECT_EQ(leaving, 1) << "one line for the files it leaves alone";
+  EXPECT_EQ(countLines(log, "INFO Leaving 2 files that the launcher did not install:"), 1)
+      << "one line for the files it leaves alone";
 }
 
 // A game folder that an older launcher filled keeps no record: nothing in it counts as stale.
@@ -164,9 +160,7 @@ TEST_F(UpdateTest, ABundleAlreadyOnDiskIsKeptAndAPartialOneFetchedAgain) {
   EXPECT_EQ(server.requests("hashed/" + v1.manifest->bundles[0].checksum), 0);
   EXPECT_EQ(server.requests("hashed/" + v1.manifest->bundles[1].checksum), 1);
   EXPECT_EQ(server.bundleRequests(), 2);
-  bool skipped = false;
-  for (auto const& line : log.messages()) skipped |= line.find("Skipping " + bundlePath(v1, 0) + ", checksum matches.") != std::string::npos;
-  EXPECT_TRUE(skipped);
+  EXPECT_GE(countLines(log, "Skipping " + bundlePath(v1, 0) + ", checksum matches."), 1);
 }
 
 TEST_F(UpdateTest, ADigestMismatchIsRetriedButAnHttpErrorFailsAllThreeAttempts) {
@@ -189,17 +183,13 @@ TEST_F(UpdateTest, ADigestMismatchIsRetriedButAnHttpErrorFailsAllThreeAttempts) 
   EXPECT_EQ(server.requests(corrupt), 2);
   EXPECT_EQ(server.requests(missing), 3);
   EXPECT_EQ(update::readAndChecksum(bundlePath(v1, 0), nullptr), v1.manifest->bundles[0].checksum);
-  EXPECT_EQ(slurp(bundlePath(v1, 1)), "<html>Not Found</html>") << "the error page lands in the bundle file";
-  int mismatches = 0, notFound = 0, givenUp = 0;
-  for (auto const& line : log.messages()) {
-    mismatches += line.find(" WARN Attempt 1 of 3 to download " + v1.manifest->bundles[0].checksum +
-                            " failed: checksum mismatch, got ") != std::string::npos;
-    notFound += line.find(" to download " + v1.manifest->bundles[1].checksum + " failed: transfer of ") != std::string::npos;
-    givenUp += line.find(" ERROR Giving up on " + v1.manifest->bundles[1].checksum + " after 3 attempts") != std::string::npos;
-  }
-  EXPECT_EQ(mismatches, 1);
-  EXPECT_EQ(notFound, 3) << "one line for each attempt at the 404";
-  EXPECT_EQ(givenUp, 1);
+  EXPECT_EQ(readFile(bundlePath(v1, 1)), "<html>Not Found</html>") << "the error page lands in the bundle file";
+  EXPECT_EQ(countLines(log, " WARN Attempt 1 of 3 to download " + v1.manifest->bundles[0].checksum +
+                                 " failed: checksum mismatch, got "),
+            1);
+  EXPECT_EQ(countLines(log, " to download " + v1.manifest->bundles[1].checksum + " failed: transfer of "), 3)
+      << "one line for each attempt at the 404";
+  EXPECT_EQ(countLines(log, " ERROR Giving up on " + v1.manifest->bundles[1].checksum + " after 3 attempts"), 1);
 }
 
 TEST_F(UpdateTest, CancelStopsTheDownloadAndTheUnpackAndStaleFilesStillGo) {
@@ -303,9 +293,7 @@ TEST_F(UpdateTest, AFailedAttemptIsForgottenWhenTheNextOneSucceeds) {
   ASSERT_TRUE(r.ok) << r.failedStage;
   EXPECT_EQ(server.requests("manifest.gz"), 2);
   for (auto const& bundle : b) EXPECT_EQ(server.requests("hashed/" + bundle.checksum), 2);
-  int firstAttempts = 0;
-  for (auto const& line : log.messages()) firstAttempts += line.find(" WARN Attempt 1 of 3 to download ") != std::string::npos;
-  EXPECT_EQ(firstAttempts, 5) << "each failure is logged once, with its attempt";
+  EXPECT_EQ(countLines(log, " WARN Attempt 1 of 3 to download "), 5) << "each failure is logged once, with its attempt";
   EXPECT_EQ(installed("/extra.bin"), bigText('x', 100000));
 }
 
@@ -376,7 +364,7 @@ TEST_F(UpdateTest, NothingIsWrittenThroughASymbolicLink) {
 
   PipelineResult r = update();
   ASSERT_TRUE(r.ok) << r.failedStage;
-  for (char const* victim : {"/victim.txt", "/victim-bundle", "/victim-entry"}) EXPECT_EQ(slurp(outside + victim), "victim") << victim;
+  for (char const* victim : {"/victim.txt", "/victim-bundle", "/victim-entry"}) EXPECT_EQ(readFile(outside + victim), "victim") << victim;
   std::vector<std::string> landed;
   vorn::osutil::listDir(outside + "/data", landed, vorn::LDR_Recurse);
   EXPECT_TRUE(landed.empty()) << landed.front();
@@ -391,13 +379,7 @@ TEST_F(UpdateTest, NothingIsWrittenThroughASymbolicLink) {
 
 TEST_F(UpdateTest, AGameFolderGivenWithAFinalSlashKeepsItsFiles) {
   server.publish(publishGame(versionOne(), "1"), "manifest.gz");
-  auto slashed = [&] {
-    auto context = update::createUpdateContext(client.shared(), game.path() + "/Stable/", temp.path() + "/cache/",
-                                               server.baseUrl());
-    context->setDownloadPath("game/hashed");
-    context->setManifestOnDisk(game.path() + "/Stable/manifest.gz");
-    return context;
-  };
+  auto slashed = [&] { return makeContext("/"); };
   EXPECT_EQ(slashed()->gameDir().str(), game.path() + "/Stable");
   ASSERT_TRUE(runUpdatePipeline(slashed(), "game/manifest.gz").ok);
   auto files = versionOne();

@@ -1,3 +1,4 @@
+// File and folder operations on the real filesystem: copies, moves, listings, permissions.
 #include "vorn/osutil.h"
 
 #include <gtest/gtest.h>
@@ -8,15 +9,11 @@
 #include <random>
 
 #include "support/temp_dir.h"
+#include "support/text.h"
 
 namespace {
 
 namespace osutil = vorn::osutil;
-
-std::string slurp(std::string const& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 
 bool isDirectory(std::string const& path) {
   struct stat info;
@@ -80,7 +77,7 @@ TEST(Osutil, CopiesFilesOfEverySize) {
     std::string from = dir.write("from", content);
     dir.write("to", std::string(5000000, 'o'));  // longer than any source: must be truncated
     EXPECT_TRUE(osutil::copyFile(from, dir.file("to")));
-    EXPECT_EQ(slurp(dir.file("to")), content) << size;
+    EXPECT_EQ(readFile(dir.file("to")), content) << size;
   }
 }
 

@@ -2,19 +2,20 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <thread>
 
-#include "devserver.h"
 #include "launcher_hosts.h"
+#include "support/dev_server_thread.h"
+#include "support/env.h"
 #include "support/game_publisher.h"
-#include "support/local_http_server.h"
+#include "support/poll.h"
+#include "support/pty.h"
+#include "support/slow_site.h"
 #include "support/text.h"
 #include "support/temp_dir.h"
 #include "update/manifest.h"
@@ -48,22 +49,14 @@ std::vector<std::string> linesOf(std::string const& text) {
 class ZandorCliTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    devserver::Config config = devserver::readConfig(ZANDOR_DEMO_DIR "/devserver.json");
-    config.port = 0;
-    serve(config);
+    server = std::make_unique<DevServerThread>(demoConfig());
     home.write("password", "demo\n");
     home.write("wrong", "not it\n");
   }
-  void TearDown() override { stopServing(); }
-
-  void serve(devserver::Config const& config) {
-    server = std::make_unique<devserver::DevServer>(config);
-    server->bind();
-    serving = std::thread([this] { server->serve(); });
-  }
-  void stopServing() {
-    server->stop();
-    serving.join();
+  static devserver::Config demoConfig() {
+    devserver::Config config = devserver::readConfig(ZANDOR_DEMO_DIR "/devserver.json");
+    config.port = 0;
+    return config;
   }
 
   // Serves, besides the demo, the stream "big": a small game and a file of 1 GiB that is already
@@ -89,8 +82,7 @@ class ZandorCliTest : public ::testing::Test {
     home.write("site/Big/manifest.gz", game.manifestGz);
     for (auto const& [checksum, data] : game.bundles) home.write("site/Big/hashed/" + checksum, data);
 
-    devserver::Config config = devserver::readConfig(ZANDOR_DEMO_DIR "/devserver.json");
-    config.port = 0;
+    devserver::Config config = demoConfig();
     devserver::Stream big;
     big.name = "big";
     big.buildId = "1";
@@ -101,8 +93,8 @@ class ZandorCliTest : public ::testing::Test {
     big.authSuffix = "?token=big";
     big.titleId = 7;
     config.streams.push_back(big);
-    stopServing();
-    serve(config);
+    server.reset();
+    server = std::make_unique<DevServerThread>(config);
   }
 
   // Starts zandor-cli with its output in files, or its standard output on the terminal named;
@@ -136,8 +128,7 @@ class ZandorCliTest : public ::testing::Test {
   std::string gameDir() const { return home.file("share/Zandor Works/ZandorGame/data/streams/stable"); }
 
   TempDir home;
-  std::unique_ptr<devserver::DevServer> server;
-  std::thread serving;
+  std::unique_ptr<DevServerThread> server;
 };
 
 TEST(ZandorCliResources, TheUIFolderCarriesTheLaunchersChecksum) {
@@ -157,13 +148,13 @@ TEST_F(ZandorCliTest, PlaysTheDemoStreamAndThenPlaysOffline) {
   // Each game started records its arguments; wait for one run's record before the next run.
   std::string launched = gameDir() + "/bin/last-launch.txt";
   auto gameArguments = [&] {
-    for (int i = 0; i < 1000 && readFile(launched).empty(); ++i)
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    pollUntil([&] { return !readFile(launched).empty(); }, std::chrono::seconds(10), std::chrono::milliseconds(10));
     std::string text = readFile(launched);
     fs::remove(launched);
     return text;
   };
   EXPECT_EQ(gameArguments().rfind("--ticket=", 0), 0u);
+  EXPECT_EQ(readFile(gameDir() + "/data/config.json"), "{\"version\": 2}\n");
 
   Outcome second = cli({"play", "stable", "--user", "demo", "--password-file", home.file("password")});
   EXPECT_EQ(second.status, 0) << second.err;
@@ -231,20 +222,9 @@ TEST_F(ZandorCliTest, IntoAPipeEachPhaseIsOneLineAndTheFinalCheckHasItsOwn) {
 
 TEST_F(ZandorCliTest, OnATerminalEveryLineFitsItsWidth) {
   serveBigStream();
-  int master = posix_openpt(O_RDWR | O_NOCTTY);
-  ASSERT_GE(master, 0);
-  ASSERT_EQ(grantpt(master), 0);
-  ASSERT_EQ(unlockpt(master), 0);
-  winsize size{};
-  size.ws_row = 24;
-  size.ws_col = 40;
-  ASSERT_EQ(ioctl(master, TIOCSWINSZ, &size), 0);
-  pid_t child = spawn({"play", "big", "--user", "demo", "--password-file", home.file("password")}, ptsname(master));
-  // Read until the terminal closes with the program's end.
-  std::string shown;
-  char buffer[4096];
-  for (ssize_t n; (n = read(master, buffer, sizeof buffer)) > 0;) shown.append(buffer, size_t(n));
-  close(master);
+  PseudoTerminal terminal(40);
+  pid_t child = spawn({"play", "big", "--user", "demo", "--password-file", home.file("password")}, terminal.name());
+  std::string shown = terminal.readAll();
   Outcome o = finish(child);
   EXPECT_EQ(o.status, 0) << o.err;
   std::vector<std::string> lines = linesOf(shown);
@@ -269,46 +249,32 @@ TEST_F(ZandorCliTest, WithoutADesktopSelfUpdateSaysWhereItUnpacked) {
   setup.port = std::stoi(setupUrl.substr(setupUrl.rfind(':') + 1));
   setup.launcherChecksum = "2222222222222222222222222222222222222222";
   setup.launcherImage = image.file("ZandorLauncher.tar.gz");
-  devserver::DevServer host(setup);
-  ASSERT_NO_THROW(host.bind()) << "port " << setup.port << " is taken; stop the server that holds it";
-  std::thread hosting([&] { host.serve(); });
+  std::unique_ptr<DevServerThread> host;
+  ASSERT_NO_THROW(host = std::make_unique<DevServerThread>(setup))
+      << "port " << setup.port << " is taken; stop the server that holds it";
 
   // No desktop: the opener fails (whether it fails or is missing, the desktop opener says no alike).
   TempDir failing;
   failing.write("xdg-open", "#!/bin/sh\nexit 3\n");
   fs::permissions(failing.file("xdg-open"), fs::perms::owner_all);
   fs::remove_all("/tmp/ZandorLauncherTemp");
-  std::string path = std::getenv("PATH");
-  setenv("PATH", (failing.path() + ":" + path).c_str(), 1);
-  Outcome o = cli({"--update-check-url", hosts::kLiveSetupUrl, "self-update"});
-  setenv("PATH", path.c_str(), 1);
+  Outcome o;
+  {
+    ScopedEnv path("PATH", (failing.path() + ":" + std::getenv("PATH")).c_str());
+    o = cli({"--update-check-url", hosts::kLiveSetupUrl, "self-update"});
+  }
   EXPECT_EQ(o.status, 0) << o.err;
   EXPECT_NE(o.out.find("Launcher update unpacked into /tmp/ZandorLauncherTemp\n"), std::string::npos) << o.out;
   EXPECT_TRUE(fs::exists("/tmp/ZandorLauncherTemp/ZandorLauncher/README.txt"));
   fs::remove_all("/tmp/ZandorLauncherTemp");
-  host.stop();
-  hosting.join();
 }
 
 TEST_F(ZandorCliTest, CtrlCCancelsTheUpdateOnce) {
-  // The demo's content through a slow host.
-  LocalHttpServer slow;
-  std::string site = ZANDOR_DEMO_DIR "/site/v2";
-  std::atomic<bool> downloading{false};
-  slow.routes().Get(R"(/slow/(.*))", [site, &downloading](httplib::Request const& req, httplib::Response& res) {
-    if (req.matches[1].str().find("/hashed/") != std::string::npos) downloading = true;
-    auto data = std::make_shared<std::string>(readFile(site + "/" + req.matches[1].str()));
-    res.set_content_provider(data->size(), "application/octet-stream",
-                             [data](size_t offset, size_t length, httplib::DataSink& sink) {
-                               std::this_thread::sleep_for(std::chrono::milliseconds(20));
-                               return sink.write(data->data() + offset, std::min<size_t>(length, 16384));
-                             });
-  });
-  slow.start();
-  pid_t child = spawn({"--download-url", slow.url("/slow/"), "play", "stable", "--user", "demo", "--password-file",
+  SlowSite slow(ZANDOR_DEMO_DIR "/site/v2");
+  pid_t child = spawn({"--download-url", slow.url(), "play", "stable", "--user", "demo", "--password-file",
                        home.file("password")});
   // Into a file, the download's line shows only once it is over: the host tells when it began.
-  for (int i = 0; i < 3000 && !downloading; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  pollUntil([&] { return slow.bundleAsked(); }, std::chrono::seconds(30), std::chrono::milliseconds(10));
   kill(child, SIGINT);
   kill(child, SIGINT);
   Outcome o = finish(child);

@@ -1,3 +1,4 @@
+// The engine's view of the UI folder: what it may read, and that it never writes.
 #include "webui/file_handler.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 
 #include "ka/logsink.h"
 #include "ka/strutil.h"
+#include "support/log_lines.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -30,12 +32,6 @@ struct Data : webui::ResourceData {
   void SignalFailure() override { failed = true; }
   bool failed = false;
 };
-
-std::string logText(ka::LogSinkMemory const& log) {
-  std::string text;
-  for (std::string const& line : log.messages()) text += line;
-  return text;
-}
 
 TEST(ExternalFileHandler, ReadsBelowItsRootAndNeverWrites) {
   TempDir root;

@@ -9,9 +9,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <optional>
 #include <vector>
 
+#include "support/env.h"
 #include "support/temp_dir.h"
 #include "support/text.h"
 
@@ -20,20 +20,6 @@ namespace {
 struct Answer : webui::SurfaceResponse {
   void Signal(webui::SurfaceHandle given) override { handle = given; }
   webui::SurfaceHandle handle;
-};
-
-// Sets or clears an environment variable for the length of a scope.
-class ScopedEnv {
- public:
-  ScopedEnv(char const* name, char const* value) : name_(name) {
-    if (char const* old = std::getenv(name)) old_ = old;
-    value ? ::setenv(name, value, 1) : ::unsetenv(name);
-  }
-  ~ScopedEnv() { old_ ? ::setenv(name_, old_->c_str(), 1) : ::unsetenv(name_); }
-
- private:
-  char const* name_;
-  std::optional<std::string> old_;
 };
 
 webui::SurfaceHandle makeSurface(unsigned long size) {

@@ -19,6 +19,8 @@
 #include "game/linux_platform_event.h"
 #include "ka/logsink.h"
 #include "support/local_http_server.h"
+#include "support/log_lines.h"
+#include "support/poll.h"
 #include "support/temp_dir.h"
 #include "webui/shared_memory.h"
 
@@ -71,20 +73,19 @@ class Host : public webui::EventListener, public webui::ViewListener {
 
   // Pumps the system until `done`, at most `seconds`.
   bool until(std::function<bool()> const& done, int seconds = 20) {
-    auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    while (!done()) {
-      if (std::chrono::steady_clock::now() > end) return false;
-      ui->update(0.016f);
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
+    auto pumped = [&] { return done() || (ui->update(0.016f), false); };
+    return pollUntil(pumped, std::chrono::seconds(seconds), std::chrono::milliseconds(5));
   }
   bool reported(std::string const& what) {
-    return until([&] {
-      for (auto const& r : reports)
-        if (!r.empty() && r[0] == what) return true;
-      return false;
-    });
+    return until([&] { return !report(what).empty(); });
+  }
+  // Pumps until this very report has come.
+  bool reportedExactly(std::vector<std::string> const& words) {
+    return until([&] { return std::find(reports.begin(), reports.end(), words) != reports.end(); });
+  }
+  void click(int x, int y, vorn::KeyCode button) {
+    ui->dispatchToView(vorn::MouseButtonEvent(x, y, button, vorn::BA_Down, 0), view);
+    ui->dispatchToView(vorn::MouseButtonEvent(x, y, button, vorn::BA_Up, 0), view);
   }
   std::vector<std::string> report(std::string const& what) const {
     for (auto const& r : reports)
@@ -135,11 +136,7 @@ class WpeWebUITest : public ::testing::Test {
                                                &platform);
   }
 
-  std::string logText() const {
-    std::string text;
-    for (std::string const& line : log.messages()) text += line;
-    return text;
-  }
+  std::string logText() const { return ::logText(log); }
 
   // Dispatches an event as the window platform does: the native record goes through the
   // platform's translators first.
@@ -209,18 +206,23 @@ class Site {
   std::vector<std::string> asked_;
 };
 
-// Lines of the log that hold `text`.
-size_t countLines(ka::LogSinkMemory const& log, std::string const& text) {
-  auto const& lines = log.messages();
-  return size_t(std::count_if(lines.begin(), lines.end(),
-                              [&](std::string const& line) { return line.find(text) != std::string::npos; }));
-}
-
 std::string const kBridgePage = R"HTML(<!DOCTYPE html><html><body><script>
   engine.on('greet', (word, flag, number) => engine.call('report', 'greet', word, flag, number));
   engine.call('report', 'params', JSON.stringify(gEngineParams));
   engine.call('add', 2, 3).then((sum) => engine.call('report', 'sum', sum));
   engine.call('missing').catch((e) => engine.call('report', 'missing', String(e.message)));
+</script></body></html>)HTML";
+
+// A new picture and a call every frame.
+std::string const kAnimatedPage = R"HTML(<!DOCTYPE html><html><body style="margin:0"><script>
+  let hue = 0;
+  const step = () => {
+    hue = (hue + 7) % 360;
+    document.body.style.background = 'hsl(' + hue + ', 80%, 50%)';
+    engine.call('report', 'frame');
+    requestAnimationFrame(step);
+  };
+  step();
 </script></body></html>)HTML";
 
 TEST_F(WpeWebUITest, ThePageCallsCommandsAndReceivesEvents) {
@@ -265,22 +267,11 @@ TEST_F(WpeWebUITest, PicturesArriveInTheSharedFileInBGRAOrder) {
 }
 
 TEST_F(WpeWebUITest, NoPictureReachesAViewThatWent) {
-  // A new picture and a call every frame, so that pictures and answers are on their way when
-  // the view goes. Several systems in a row: the engine may keep a view's export alive past the
+  // Pictures and answers are on their way when the view goes. Several systems in a row: the engine may keep a view's export alive past the
   // view, and its late pictures then come while the system ends or a later one runs.
-  std::string const page = R"HTML(<!DOCTYPE html><html><body style="margin:0"><script>
-    let hue = 0;
-    const step = () => {
-      hue = (hue + 7) % 360;
-      document.body.style.background = 'hsl(' + hue + ', 80%, 50%)';
-      engine.call('report', 'frame');
-      requestAnimationFrame(step);
-    };
-    step();
-  </script></body></html>)HTML";
   for (int run = 0; run < 6; ++run) {
     Host host;
-    start(host, page);
+    start(host, kAnimatedPage);
     ASSERT_TRUE(host.until([&] { return host.draws > 2; })) << logText();
     // Every other time the page's view ends first and the system goes on for a while.
     bool const viewFirst = run % 2 == 0;
@@ -312,10 +303,8 @@ TEST_F(WpeWebUITest, MouseAndKeysReachThePage) {
   ASSERT_TRUE(host.reported("ready")) << logText();
   ASSERT_TRUE(host.until([&] { return host.draws > 0; }));
   // A right-click goes nowhere (see the view); middle and left clicks do.
-  host.ui->dispatchToView(vorn::MouseButtonEvent(150, 120, vorn::KC_RightMouse, vorn::BA_Down, 0), host.view);
-  host.ui->dispatchToView(vorn::MouseButtonEvent(150, 120, vorn::KC_RightMouse, vorn::BA_Up, 0), host.view);
-  host.ui->dispatchToView(vorn::MouseButtonEvent(150, 120, vorn::KC_MiddleMouse, vorn::BA_Down, 0), host.view);
-  host.ui->dispatchToView(vorn::MouseButtonEvent(150, 120, vorn::KC_MiddleMouse, vorn::BA_Up, 0), host.view);
+  host.click(150, 120, vorn::KC_RightMouse);
+  host.click(150, 120, vorn::KC_MiddleMouse);
   ASSERT_TRUE(host.reported("mouse"));
   std::vector<std::string> const mouse = {"mouse", "1", "150", "120"};
   EXPECT_EQ(host.report("mouse"), mouse);
@@ -325,22 +314,13 @@ TEST_F(WpeWebUITest, MouseAndKeysReachThePage) {
 
   // Click into the field, then type: text from characters, named keys from key events.
   host.ui->dispatchToView(vorn::MouseMoveEvent(10, 10, 0), host.view);
-  host.ui->dispatchToView(vorn::MouseButtonEvent(10, 10, vorn::KC_LeftMouse, vorn::BA_Down, 0), host.view);
-  host.ui->dispatchToView(vorn::MouseButtonEvent(10, 10, vorn::KC_LeftMouse, vorn::BA_Up, 0), host.view);
+  host.click(10, 10, vorn::KC_LeftMouse);
   ASSERT_TRUE(host.until([&] { return host.reports.back() == std::vector<std::string>{"mouse", "0", "10", "10"}; }));
   for (uint32_t c : {uint32_t('h'), uint32_t('i'), 0xe9u}) host.ui->dispatchToView(vorn::CharEvent(c), host.view);
   host.ui->dispatchToView(vorn::KeyEvent(vorn::KC_Enter, vorn::BA_Down), host.view);
   host.ui->dispatchToView(vorn::KeyEvent(vorn::KC_Enter, vorn::BA_Up), host.view);
-  ASSERT_TRUE(host.until([&] {
-    for (auto const& r : host.reports)
-      if (r.size() == 2 && r[0] == "text" && r[1] == "hi\u00e9") return true;
-    return false;
-  })) << logText() << reportText(host);
-  ASSERT_TRUE(host.until([&] {
-    for (auto const& r : host.reports)
-      if (r.size() == 2 && r[0] == "key" && r[1] == "Enter") return true;
-    return false;
-  }));
+  ASSERT_TRUE(host.reportedExactly({"text", "hi\u00e9"})) << logText() << reportText(host);
+  ASSERT_TRUE(host.reportedExactly({"key", "Enter"}));
 }
 
 TEST_F(WpeWebUITest, TranslatedKeysAndClicksCarryTheirModifiers) {
@@ -432,15 +412,7 @@ TEST_F(WpeWebUITest, TheTranslatedWheelScrollsByTenthsOfANotch) {
 
 TEST_F(WpeWebUITest, PicturesComeAtMostThirtyTimesASecond) {
   Host host;
-  start(host, R"HTML(<!DOCTYPE html><html><body style="margin:0"><script>
-    let hue = 0;
-    const step = () => {
-      hue = (hue + 7) % 360;
-      document.body.style.background = 'hsl(' + hue + ', 80%, 50%)';
-      requestAnimationFrame(step);
-    };
-    step();
-  </script></body></html>)HTML");
+  start(host, kAnimatedPage);
   ASSERT_TRUE(host.until([&] { return host.draws > 0; })) << logText();
   // Updates far more often than 30 a second; a slow machine makes fewer pictures, never more.
   int const before = host.draws;
@@ -513,23 +485,6 @@ TEST_F(WpeWebUITest, WithoutAHandlerPagesComeFromTheFilesystemWithTheBootFiles) 
   EXPECT_EQ(host.report("boot"), boot);
 }
 
-TEST_F(WpeWebUITest, ANewsPageLoadsInAFrame) {
-  LocalHttpServer news;
-  std::atomic<int> requests{0};
-  news.routes().Get("/news", [&](httplib::Request const&, httplib::Response& res) {
-    ++requests;
-    res.set_content("<html><body>News</body></html>", "text/html");
-  });
-  news.start();
-  Host host;
-  start(host, "<!DOCTYPE html><html><body><iframe src=\"" + news.url("/news") + "\"></iframe>"
-              "<script>engine.call('report', 'ready');</script></body></html>");
-  ASSERT_TRUE(host.reported("ready"));
-  EXPECT_TRUE(host.until([&] { return requests > 0; }, 5)) << logText();
-  host.ui.reset();
-  news.stop();
-}
-
 TEST_F(WpeWebUITest, AFrameCannotTakeOverThePage) {
   // A news frame whose link, clicked once, would put another site in the page's place. The
   // site's own pages may still move within their frames.
@@ -559,8 +514,7 @@ TEST_F(WpeWebUITest, AFrameCannotTakeOverThePage) {
   host.until([] { return false; }, 1);  // the frame's link laid out and drawn
 
   host.ui->dispatchToView(vorn::MouseMoveEvent(50, 50, 0), host.view);
-  host.ui->dispatchToView(vorn::MouseButtonEvent(50, 50, vorn::KC_LeftMouse, vorn::BA_Down, 0), host.view);
-  host.ui->dispatchToView(vorn::MouseButtonEvent(50, 50, vorn::KC_LeftMouse, vorn::BA_Up, 0), host.view);
+  host.click(50, 50, vorn::KC_LeftMouse);
   std::string const refused = "ERROR Refused to navigate the launcher's page to " + site.url("/escape");
   host.until([&] { return logText().find(refused) != std::string::npos || !host.report("escaped").empty(); }, 10);
   host.view->TriggerEvent("still");
@@ -587,7 +541,7 @@ TEST_F(WpeWebUITest, AFrameCannotReachThePagesFiles) {
   EXPECT_FALSE(site.asked("/loaded"));
   EXPECT_EQ(logText().find("Opening " + folder.file("ui/secret.js")), std::string::npos)
       << "the file was read for another site";
-  EXPECT_EQ(countLines(log, "Opening " + folder.file("ui/index.html")), 1u)
+  EXPECT_EQ(countLines(log, "Opening " + folder.file("ui/index.html")), 1)
       << "the page was read for another site's frame";
   host.ui.reset();
 }
@@ -609,7 +563,7 @@ TEST_F(WpeWebUITest, AFrameCannotDownload) {
   std::string const refused = "ERROR Refused a download of " + site.url("/file");
   host.until([&] { return logText().find(refused) != std::string::npos; }, 5);
   host.until([] { return false; }, 1);
-  EXPECT_EQ(countLines(log, refused), 1u) << logText();
+  EXPECT_EQ(countLines(log, refused), 1) << logText();
   for (std::string const& place : places) {
     EXPECT_FALSE(std::filesystem::exists(place)) << place;
     std::filesystem::remove(place);
@@ -635,7 +589,7 @@ TEST_F(WpeWebUITest, AFrameCannotFloodTheLog) {
   host.view->TriggerEvent("still");
   EXPECT_TRUE(host.reported("still here")) << "the page's own calls still go through";
   EXPECT_TRUE(host.report("forged").empty());
-  EXPECT_EQ(countLines(log, "Refused"), 1u) << "the first refusal only" << logText();
+  EXPECT_EQ(countLines(log, "Refused"), 1) << "the first refusal only" << logText();
   host.ui.reset();
 }
 

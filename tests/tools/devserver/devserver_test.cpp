@@ -1,3 +1,5 @@
+// The development server as the launcher meets it: sign-in, tickets, streams, news, content and
+// the launcher's own files; and its configuration file.
 #include "devserver.h"
 
 #include <gtest/gtest.h>
@@ -5,9 +7,9 @@
 #include <filesystem>
 #include <thread>
 
+#include "support/dev_server_thread.h"
 #include "support/http_client.h"
 #include "support/temp_dir.h"
-#include "support/update_pipeline.h"
 #include "update/download.h"
 
 namespace {
@@ -27,16 +29,13 @@ class DevServerTest : public ::testing::Test {
     config.streams = {stream};
     config.launcherChecksum = "0123456789abcdef0123456789abcdef";
     config.launcherImage = content.write("image.tar.gz", "image");
-    server = std::make_unique<devserver::DevServer>(config);
-    server->bind();
-    serving = std::thread([this] { server->serve(); });
+    server = std::make_unique<DevServerThread>(config);
   }
   void TearDown() override {
     // The client goes first, closing its connections, so that the server need not wait them out.
     client.stopPump();
     client.shared().reset();
-    server->stop();
-    serving.join();
+    server.reset();
   }
 
   ka::Json post(std::string const& path, std::string const& body, std::string const& ticket = "") {
@@ -64,8 +63,7 @@ class DevServerTest : public ::testing::Test {
   TempDir content;
   std::atomic<bool> cancel{false};
   PumpedLoader client;
-  std::unique_ptr<devserver::DevServer> server;
-  std::thread serving;
+  std::unique_ptr<DevServerThread> server;
 };
 
 TEST_F(DevServerTest, SignsInWithAPasswordOrATicket) {
@@ -159,52 +157,6 @@ TEST(DevServerConfig, ReadsTheFileAndSaysWhatIsMissing) {
     EXPECT_NE(std::string(e.what()).find("streams[0] needs"), std::string::npos) << e.what();
   }
   EXPECT_THROW(devserver::readConfig(dir.file("missing.json")), std::runtime_error);
-}
-
-}  // namespace
-
-namespace {
-
-// The demo as a player meets it: sign in, list the streams, update "stable" from the dev server.
-TEST(DevServerDemo, TheDemoStreamInstallsThroughTheDevServer) {
-  devserver::Config config = devserver::readConfig(ZANDOR_DEMO_DIR "/devserver.json");
-  config.port = 0;
-  devserver::DevServer server(config);
-  server.bind();
-  std::thread serving([&] { server.serve(); });
-  {
-    PumpedLoader client;
-    std::atomic<bool> cancel{false};
-    update::DownloadProgress login(cancel), list(cancel);
-    std::string ticket = update::jsonRequest(client.shared(), server.baseUrl() + "/GC/Authenticate",
-                                             "{\"AuthMethod\":\"ZandorCredentials\",\"ZandorName\":\"demo\",\"Password\":\"demo\"}",
-                                             "application/json", login, "")
-                             .get("SessionTicket")
-                             .asString("");
-    ASSERT_FALSE(ticket.empty());
-    ka::Json streams =
-        update::jsonRequest(client.shared(), server.baseUrl() + "/Launcher/ListStreams?Platform=Linux", list, ticket)
-            .get("Streams");
-    ka::Json stable = streams.get(0);
-    ASSERT_EQ(stable.get("StreamName").asString(""), "stable");
-
-    TempDir game;
-    std::string folder = stable.get("TitleFolder").asString("");
-    auto context = update::createUpdateContext(client.shared(), game.path() + "/stable", game.path() + "/cache",
-                                               stable.get("DownloadUrl").asString(""));
-    context->setDownloadAuthSuffix(stable.get("AuthSuffix").asString(""));
-    context->setDownloadPath(folder + "/hashed");
-    context->setManifestOnDisk(game.path() + "/stable/" + stable.get("ManifestName").asString(""));
-    PipelineResult r = runUpdatePipeline(context, folder + "/" + stable.get("ManifestName").asString(""));
-    EXPECT_TRUE(r.ok) << r.failedStage;
-    std::ifstream config(game.path() + "/stable/data/config.json");
-    std::string text((std::istreambuf_iterator<char>(config)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(text, "{\"version\": 2}\n");
-    client.stopPump();
-    client.shared().reset();
-  }
-  server.stop();
-  serving.join();
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+// The packer: a build folder into bundles and a manifest the launcher installs, and its own check.
 #include "packer.h"
 
 #include <gtest/gtest.h>
@@ -9,16 +10,12 @@
 #include <stdexcept>
 
 #include "support/temp_dir.h"
+#include "support/text.h"
 #include "vorn/osutil.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string slurp(std::string const& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 
 std::string noise(size_t n, unsigned seed) {
   std::mt19937 rng(seed);
@@ -110,13 +107,13 @@ TEST_F(PackerTest, TheSameInputGivesTheSameBytes) {
   std::string a = outDir.path() + "/a", b = outDir.path() + "/b";
   pack::build(options(a, "7"));
   pack::build(options(b, "7"));
-  EXPECT_EQ(slurp(a + "/Game/manifest.gz"), slurp(b + "/Game/manifest.gz"));
+  EXPECT_EQ(readFile(a + "/Game/manifest.gz"), readFile(b + "/Game/manifest.gz"));
   std::vector<std::string> names;
   vorn::osutil::listDir(a + "/Game/hashed", names, vorn::LDR_ThisDirectory);
   ASSERT_FALSE(names.empty());
   for (auto const& path : names) {
     std::string name = path.substr(path.rfind('/'));
-    EXPECT_EQ(slurp(path), slurp(b + "/Game/hashed" + name)) << name;
+    EXPECT_EQ(readFile(path), readFile(b + "/Game/hashed" + name)) << name;
   }
 }
 
@@ -124,7 +121,7 @@ TEST_F(PackerTest, TheSameInputGivesTheSameBytes) {
 TEST_F(PackerTest, ADifferentBuildUnderAnExistingManifestNameIsRefused) {
   std::string manifest = outDir.path() + "/Game/manifest.gz";
   pack::build(options(outDir.path(), "1"));
-  std::string published = slurp(manifest);
+  std::string published = readFile(manifest);
   EXPECT_NO_THROW(pack::build(options(outDir.path(), "1"))) << "packing the same build again is harmless";
 
   auto refusal = [&](pack::PackOptions const& o) -> std::string {
@@ -148,7 +145,7 @@ TEST_F(PackerTest, ADifferentBuildUnderAnExistingManifestNameIsRefused) {
   std::set<std::string> bundlesAfter;
   for (auto const& entry : fs::directory_iterator(outDir.path() + "/Game/hashed")) bundlesAfter.insert(entry.path());
   EXPECT_EQ(bundlesAfter, bundlesBefore) << "refused before anything was written";
-  EXPECT_EQ(slurp(manifest), published);
+  EXPECT_EQ(readFile(manifest), published);
 
   pack::PackOptions renamed = options(outDir.path(), "2");
   renamed.manifestName = "manifest-2.gz";
@@ -187,7 +184,7 @@ TEST_F(PackerTest, VerifySaysWhatIsWrongOneLineAFault) {
   std::string hashed = outDir.path() + "/Game/hashed/";
   auto const& first = r.manifest->bundles[0];
   auto const& second = r.manifest->bundles[1];
-  std::string data = slurp(hashed + first.checksum);
+  std::string data = readFile(hashed + first.checksum);
   data[data.size() / 2] ^= 1;
   std::ofstream(hashed + first.checksum, std::ios::binary) << data;
   fs::remove(hashed + second.checksum);
