@@ -401,13 +401,24 @@ TEST_F(WpeWebUITest, TheTranslatedWheelScrollsByTenthsOfANotch) {
   auto scrolledTo = [&](std::string const& y) {
     return host.until([&] { return host.reports.back() == std::vector<std::string>{"scroll", y}; });
   };
+  // On a loaded machine the engine may drop a wheel that comes in the first moments after the
+  // page appears, before its scrolling has started: the first notch goes again until one is seen.
+  auto sawWheel = [&] { return !host.report("wheel").empty(); };
+  for (int i = 0; i < 10 && !sawWheel(); ++i) {
+    wheel(-1);
+    host.until(sawWheel, 2);
+  }
+  ASSERT_TRUE(sawWheel()) << reportText(host);
+  EXPECT_EQ(host.report("wheel"), (std::vector<std::string>{"wheel", "40"}));
+  ASSERT_TRUE(host.until([&] { return host.reports.back()[0] == "scroll"; })) << reportText(host);
+  host.until([] { return false; }, 1);  // lets the scroll settle
+  int const base = std::stoi(host.reports.back()[1]);
   // A notch towards the player scrolls down as far as the engine's own notch, 40 pixels; a
   // touchpad's third of a notch away from the player scrolls back a little.
   wheel(-1);
-  ASSERT_TRUE(scrolledTo("40")) << reportText(host);
-  EXPECT_EQ(host.report("wheel"), (std::vector<std::string>{"wheel", "40"}));
+  ASSERT_TRUE(scrolledTo(std::to_string(base + 40))) << reportText(host);
   wheel(0.3);
-  ASSERT_TRUE(scrolledTo("28")) << reportText(host);
+  ASSERT_TRUE(scrolledTo(std::to_string(base + 28))) << reportText(host);
 }
 
 TEST_F(WpeWebUITest, PicturesComeAtMostThirtyTimesASecond) {
