@@ -308,8 +308,11 @@ TEST_F(LauncherPageTest, TheRememberedAccountSurvivesARestartAndNeverThePassword
   EXPECT_TRUE(page->waitFor("$('name').value === 'player' && $('remember').checked && !$('stay').disabled"));
   EXPECT_EQ(page->text("$('password').value"), "");
   ASSERT_TRUE(page->click("#stay"));
+  ASSERT_TRUE(page->waitFor("$('stay').checked"));
   ASSERT_TRUE(page->click("#password"));
+  ASSERT_TRUE(page->waitFor("document.activeElement === $('password')"));
   page->type(kPassword);
+  ASSERT_TRUE(page->waitFor("$('password').value.length === " + std::to_string(kPassword.size())));
   page->press(vorn::KC_Enter);
   waitForLibrary("Player One");
   EXPECT_EQ(page->text("localStorage.getItem('zandor.ticket').length"), "32");
