@@ -308,7 +308,12 @@ TEST_F(WpeWebUITest, MouseAndKeysReachThePage) {
   ASSERT_TRUE(host.reported("mouse"));
   std::vector<std::string> const mouse = {"mouse", "1", "150", "120"};
   EXPECT_EQ(host.report("mouse"), mouse);
-  host.ui->dispatchToView(vorn::MouseWheelEvent(150, 120, 120, 0), host.view);
+  // The engine may drop a wheel under load (see the wheel test below): the notch goes again
+  // until the page sees one; its direction is what counts here.
+  for (int i = 0; i < 10 && host.report("wheel").empty(); ++i) {
+    host.ui->dispatchToView(vorn::MouseWheelEvent(150, 120, 120, 0), host.view);
+    host.until([&] { return !host.report("wheel").empty(); }, 2);
+  }
   ASSERT_TRUE(host.reported("wheel"));
   EXPECT_EQ(host.report("wheel")[1], "up") << "a notch away from the player scrolls up";
 
@@ -398,11 +403,11 @@ TEST_F(WpeWebUITest, TheTranslatedWheelScrollsByTenthsOfANotch) {
     vorn::PlatformEvent native{.kind = vorn::PlatformEvent::Scroll, .x = 150, .y = 120, .scrollY = notches};
     send(host, native, vorn::MouseWheelEvent(150, 120, int(notches * 120), 0));
   };
-  auto scrolledTo = [&](std::string const& y) {
-    return host.until([&] { return host.reports.back() == std::vector<std::string>{"scroll", y}; });
+  auto scrolledTo = [&](std::string const& y, int seconds = 20) {
+    return host.until([&] { return host.reports.back() == std::vector<std::string>{"scroll", y}; }, seconds);
   };
-  // On a loaded machine the engine may drop a wheel that comes in the first moments after the
-  // page appears, before its scrolling has started: the first notch goes again until one is seen.
+  // On a loaded machine the engine now and then drops a wheel (seen in the first seconds of a
+  // page, under sanitizers and parallel tests): the first notch goes again until one is seen.
   auto sawWheel = [&] { return !host.report("wheel").empty(); };
   for (int i = 0; i < 10 && !sawWheel(); ++i) {
     wheel(-1);
@@ -418,6 +423,9 @@ TEST_F(WpeWebUITest, TheTranslatedWheelScrollsByTenthsOfANotch) {
   wheel(-1);
   ASSERT_TRUE(scrolledTo(std::to_string(base + 40))) << reportText(host);
   wheel(0.3);
+  // A third that never arrived (the page has not moved) goes again.
+  for (int i = 0; i < 5 && !scrolledTo(std::to_string(base + 28), 3); ++i)
+    if (host.reports.back() == std::vector<std::string>{"scroll", std::to_string(base + 40)}) wheel(0.3);
   ASSERT_TRUE(scrolledTo(std::to_string(base + 28))) << reportText(host);
 }
 
