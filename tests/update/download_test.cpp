@@ -6,6 +6,7 @@
 
 #include "support/http_client.h"
 #include "support/local_http_server.h"
+#include "support/poll.h"
 
 namespace {
 
@@ -89,8 +90,9 @@ TEST_F(DownloadTest, TheFourOutcomesLeaveTheirMarks) {
 TEST_F(DownloadTest, CancelAbortsAndLeavesTheRecordUnfinished) {
   update::DownloadProgress progress(cancel);
   progress.error = "from an earlier try";
-  std::thread canceller([this] {
-    std::this_thread::sleep_for(100ms);
+  // Cancels once the body is flowing, however slowly this machine starts the server.
+  std::thread canceller([&] {
+    pollUntil([&] { return progress.bytesReceived > 0; });
     cancel = true;
   });
   std::string text = update::downloadString(client.shared(), server.url("/stall"), progress, "");
