@@ -18,14 +18,15 @@ class Counted {
   virtual void release() { delete this; }
   virtual ~Counted() = default;
 
-  void addRef() { count_.fetch_add(1, std::memory_order_seq_cst); }
-  void dropRef() {
-    if (count_.fetch_sub(1, std::memory_order_seq_cst) == 1) release();
+  // Const, so that a Ref<T const> can own a shared object it may not change.
+  void addRef() const { count_.fetch_add(1, std::memory_order_seq_cst); }
+  void dropRef() const {
+    if (count_.fetch_sub(1, std::memory_order_seq_cst) == 1) const_cast<Counted*>(this)->release();
   }
   int64_t refCount() const { return count_.load(); }
 
  private:
-  std::atomic<int64_t> count_{0};
+  mutable std::atomic<int64_t> count_{0};
 };
 
 // Owning pointer to a Counted object; a null Ref is legal.
