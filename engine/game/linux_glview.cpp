@@ -12,6 +12,7 @@
 
 #include "ka/log.h"
 #include "ka/strutil.h"
+#include "vorn/gl_rasterizer.h"
 #include "vorn/profiler.h"
 
 namespace vorn {
@@ -48,7 +49,8 @@ uint32_t keyLabel(int key, int scancode) {
 
 }  // namespace
 
-LinuxGLView::LinuxGLView(std::string const& title, Profiler* profiler, Keyboard& keyboard, Mouse& mouse)
+LinuxGLView::LinuxGLView(std::string const& title, Profiler& profiler, ka::TaskQueue* queue, Keyboard& keyboard,
+                         Mouse& mouse)
     : profiler_(profiler),
       lock_([this] { glfwMakeContextCurrent(window_); }, [] { glfwMakeContextCurrent(nullptr); }),
       input_(keyboard, mouse,
@@ -75,6 +77,7 @@ LinuxGLView::LinuxGLView(std::string const& title, Profiler* profiler, Keyboard&
   input_.setWindowHeight(float(height_));
   {
     ScopeGLContext scope(&lock_);
+    rasterizer_ = ras::createGLRasterizer(profiler_, queue);
     glfwSwapInterval(1);
   }
   glfwSetKeyCallback(window_, &onKey);
@@ -88,6 +91,10 @@ LinuxGLView::LinuxGLView(std::string const& title, Profiler* profiler, Keyboard&
 
 LinuxGLView::~LinuxGLView() {
   stop();
+  {
+    ScopeGLContext scope(&lock_);
+    rasterizer_.reset();
+  }
   if (cursor_) glfwDestroyCursor(cursor_);
   glfwDestroyWindow(window_);
 }
@@ -118,16 +125,15 @@ void LinuxGLView::frame() {
     if (prevUpdate_ != 0.0) proxy_->update(float(now - prevUpdate_));
     // A game without a renderer still shows a clean window, not what the buffer held before.
     if (!proxy_->renderer()) {
+      glBindFramebuffer(GL_FRAMEBUFFER, 0);
       glClearColor(0, 0, 0, 1);
       glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     }
     proxy_->present();
-    if (profiler_) profiler_->startSubSection("SwapBuffers");
+    profiler_.startSubSection("SwapBuffers");
     glfwSwapBuffers(window_);
-    if (profiler_) {
-      profiler_->endSubSection();
-      profiler_->nextFrame();
-    }
+    profiler_.endSubSection();
+    profiler_.nextFrame();
   }
   prevUpdate_ = now;
 }
@@ -136,7 +142,7 @@ void LinuxGLView::sendResize() {
   ScopeGLContext scope(&lock_);
   int width, height;
   getSize(width, height);
-  // The rasterizer takes the new size here once it exists.
+  rasterizer_->resize(width, height);
   PlatformEvent native;
   native.kind = PlatformEvent::Resize;
   native.windowHeight = float(height);

@@ -16,6 +16,10 @@
 struct GLFWwindow;
 struct GLFWcursor;
 
+namespace ka {
+class TaskQueue;
+}
+
 namespace vorn {
 
 namespace ras {
@@ -33,9 +37,10 @@ class LinuxGLView {
   static constexpr int kDefaultWidth = 960;
   static constexpr int kDefaultHeight = 580;
 
-  // Opens the window with its context, on the main thread, with no context current afterwards.
-  // Throws WindowSystemError with the window system's reason if it can't.
-  LinuxGLView(std::string const& title, Profiler* profiler, Keyboard& keyboard, Mouse& mouse);
+  // Opens the window with its context and the rasterizer on it, on the main thread, with no
+  // context current afterwards. Throws WindowSystemError with the window system's reason if it
+  // can't. `queue` reaches the main thread.
+  LinuxGLView(std::string const& title, Profiler& profiler, ka::TaskQueue* queue, Keyboard& keyboard, Mouse& mouse);
   // Stops the frames; what needs the context goes with the context current.
   ~LinuxGLView();
   LinuxGLView(LinuxGLView const&) = delete;
@@ -43,8 +48,7 @@ class LinuxGLView {
 
   void setProxy(LinuxGameProxy* proxy);
   ContextLock& contextLock() { return lock_; }
-  // None yet: the drawing interface comes with the renderer.
-  ras::Rasterizer* rasterizer() const { return nullptr; }
+  ras::Rasterizer* rasterizer() const { return rasterizer_.get(); }
 
   // Frames come between start and stop; both are harmless twice. Main thread.
   void start();
@@ -80,7 +84,7 @@ class LinuxGLView {
 
   GLFWwindow* window_ = nullptr;
   GLFWcursor* cursor_ = nullptr;
-  Profiler* profiler_;
+  Profiler& profiler_;
   LinuxGameProxy* proxy_ = nullptr;
   ContextLock lock_;
   LinuxViewInput input_;
@@ -91,6 +95,8 @@ class LinuxGLView {
   mutable std::mutex sizeMutex_;  // the frame thread reads the size GLFW gives the main thread
   int width_ = kDefaultWidth;
   int height_ = kDefaultHeight;
+  // Made and destroyed with the context current.
+  std::unique_ptr<ras::Rasterizer> rasterizer_;
 };
 
 }  // namespace vorn

@@ -7,8 +7,10 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "ka/leak_check.h"
 #include "ka/log.h"
 #include "ka/system_dirs.h"
+#include "vorn/rasterizer.h"
 
 namespace vorn {
 namespace {
@@ -45,6 +47,9 @@ LinuxPlatform::~LinuxPlatform() {
   refusedGame_.reset();
   tasks_.clear();
   glfwSetErrorCallback(nullptr);
+  // Sanitizer builds check for leaks here, while the OpenGL driver, whose threads' data only it
+  // references, is still loaded: closing the display unloads it.
+  ka::checkLeaksNow();
   glfwTerminate();
 }
 
@@ -112,7 +117,7 @@ void LinuxPlatform::requestExit() {
 
 void LinuxPlatform::makeView() {
   if (view_) return;
-  view_ = std::make_unique<LinuxGLView>(factory_->name(), &profiler_, keyboard_, mouse_);
+  view_ = std::make_unique<LinuxGLView>(factory_->name(), profiler_, this, keyboard_, mouse_);
   view_->setFramePacing(pacing_);
   view_->setProxy(proxy_.get());
 }
@@ -121,6 +126,8 @@ ras::Rasterizer* LinuxPlatform::getRasterizer() {
   makeView();
   return view_->rasterizer();
 }
+
+Presenter* LinuxPlatform::getPresenter() { return view_ ? view_->rasterizer()->getPresenter() : nullptr; }
 
 void LinuxPlatform::getWindowSize(int& width, int& height) {
   if (view_) {

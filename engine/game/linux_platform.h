@@ -42,7 +42,7 @@ class LinuxPlatform : public Platform, public ka::TaskQueue {
   ka::Ref<Filesystem> getFilesystem() override { return filesystem_; }
   // Brings the window into being on the first call.
   ras::Rasterizer* getRasterizer() override;
-  Presenter* getPresenter() override { return nullptr; }
+  Presenter* getPresenter() override;
   Keyboard const* getKeyboard() override { return &keyboard_; }
   Keyboard* getMutableKeyboard() override { return &keyboard_; }
   Mouse const* getMouse() const override { return &mouse_; }

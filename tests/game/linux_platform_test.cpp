@@ -2,7 +2,6 @@
 // the picture in the window, input as xdotool gives it, and the ways a run ends.
 #include "game/linux_platform.h"
 
-#include <epoxy/gl.h>
 #define GLFW_INCLUDE_NONE
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
@@ -19,6 +18,7 @@
 #include "support/text.h"
 #include "support/x11_window.h"
 #include "support/xvfb.h"
+#include "vorn/rasterizer.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ struct Call {
 // Clears its frames to mid grey and records every call.
 class RecordingGame : public vorn::Game {
  public:
-  explicit RecordingGame(vorn::Platform* platform) : vorn::Game(platform) {}
+  explicit RecordingGame(vorn::Platform* platform) : vorn::Game(platform), platform_(platform) {}
 
   void setup() override { record("setup"); }
   void update(float) override {
@@ -42,9 +42,13 @@ class RecordingGame : public vorn::Game {
   }
   void present() override {
     record("present");
-    glEnable(GL_FRAMEBUFFER_SRGB);
-    glClearColor(0.5f, 0.5f, 0.5f, 1.0f);
-    glClear(GL_COLOR_BUFFER_BIT);
+    // Through the window's rasterizer, as a renderer draws: into its default target, then onto
+    // the window.
+    vorn::ras::Rasterizer* ras = platform_->getRasterizer();
+    ras->beginScene();
+    ras->clear(vorn::ras::CLEAR_Color, {0.5f, 0.5f, 0.5f, 1.0f}, 1.0f, 0);
+    ras->endScene();
+    platform_->getPresenter()->present();
     ++frames;
     inFrame = false;
   }
@@ -73,6 +77,7 @@ class RecordingGame : public vorn::Game {
   std::atomic<bool> inFrame{false};
 
  private:
+  vorn::Platform* platform_;
   std::mutex mutex;
   std::vector<Call> calls;
 };

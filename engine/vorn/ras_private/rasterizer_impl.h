@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "rasterizer.h"
+#include "vorn/rasterizer.h"
 
 namespace vorn::ras {
 
@@ -71,6 +71,8 @@ class RasterizerImpl : public Rasterizer {
   void setCapabilities(uint32_t bits) { capabilities_ = bits; }
 
  private:
+  void markChannel(int channel, bool immediate);
+
   HalObjectFactory& factory_;
   uint32_t capabilities_ = 0;
   std::map<std::string, ka::Ref<HalVertexShader>> vertexShaders_;
