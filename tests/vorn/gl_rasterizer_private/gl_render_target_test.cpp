@@ -55,6 +55,45 @@ TEST_F(GLRenderTargetTest, TheFourByteFormatsKeepTheirByteOrderInMemory) {
   }
 }
 
+TEST_F(GLRenderTargetTest, EveryFormatTheRendererDrawsIntoMakesACompleteTarget) {
+  struct Case {
+    TextureFormat format;
+    bool srgb;
+  } const cases[] = {{TF_X8R8G8B8, true}, {TF_A8R8G8B8, true}, {TF_A8R8G8B8, false}, {TF_R8, false},
+                     {TF_RGBA16F, false}, {TF_R16F, false}, {TF_R32F, false}};
+  for (Case const& c : cases) {
+    ka::Ref<RenderTarget> t = target(4, 4, c.format, 1, TF_D24S8, c.srgb);
+    ras->setRenderTarget(t);
+    EXPECT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), GLenum(GL_FRAMEBUFFER_COMPLETE)) << c.format;
+  }
+  // The deferred renderer's four attachments with depth and stencil.
+  ka::Ref<RenderTarget> gbuffer = target(4, 4, TF_A8R8G8B8, 4, TF_D24S8);
+  ras->setRenderTarget(gbuffer);
+  EXPECT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), GLenum(GL_FRAMEBUFFER_COMPLETE));
+}
+
+TEST_F(GLRenderTargetTest, HalfFloatsReadBackAtTwoBytesAChannel) {
+  // As 32-bit floats the read would write twice the bytes a buffer sized by the format holds.
+  ka::Ref<RenderTarget> t = target(3, 2, TF_R16F);
+  ras->setRenderTarget(t);
+  clearTo({0.5f, 0, 0, 1});
+  Bytes pixels = read(t, 0, 2);
+  EXPECT_EQ(pixel(pixels, 3, 2, 1, 2), (Bytes{0x00, 0x38})) << "0.5 as a half float";
+}
+
+TEST_F(GLRenderTargetTest, ScratchTargetsAreHalvedBackBuffersKeptPerIndexAndShift) {
+  ras->resize(1024, 768);
+  ka::Ref<RenderTarget> half = ras->getBackBufferScratchTarget(0, 1);
+  ASSERT_TRUE(half);
+  EXPECT_EQ(half->width(), 512);
+  EXPECT_EQ(half->height(), 384);
+  EXPECT_EQ(ras->getBackBufferScratchTarget(0, 1), half);
+  EXPECT_NE(ras->getBackBufferScratchTarget(1, 1), half);
+  // 768 >> 12 is 0: nothing is made, and nothing is kept to answer the next call.
+  EXPECT_FALSE(ras->getBackBufferScratchTarget(0, 12));
+  EXPECT_FALSE(ras->getBackBufferScratchTarget(0, 12));
+}
+
 TEST_F(GLRenderTargetTest, DrawMasksChooseTheAttachmentsThatAClearReaches) {
   struct Case {
     int mask;
