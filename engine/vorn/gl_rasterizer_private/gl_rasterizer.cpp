@@ -3,6 +3,10 @@
 #include <cstring>
 
 #include "gl_fence.h"
+#include "gl_parameter_block.h"
+#include "gl_program.h"
+#include "gl_shader.h"
+#include "gl_vertex_layout.h"
 #include "gl_states.h"
 #include "ka/die.h"
 #include "ka/log.h"
@@ -125,9 +129,11 @@ void GLRasterizer::init() {
   KA_LOG(Info) << "Advanced instancing disabled.";
   KA_LOG(Info) << "Advanced shader models disabled.";
   KA_LOG(Info) << "Buffer textures disabled.";
-  // The state caches are process-wide: a second context must start from GL's defaults, not from
-  // what the first one was left with.
+  // The state caches and the include texts are process-wide: a second context must start from
+  // GL's defaults and today's files, not from what the first one was left with.
   resetGlStateCaches();
+  GlHalVertexLayout::sEnabledIndices = 0;
+  GlShaderBuilder::resetIncludeCache();
   // Pixel rows are tightly packed everywhere in the engine.
   glPixelStorei(GL_PACK_ALIGNMENT, 1);
   glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
@@ -444,22 +450,32 @@ size_t GLRasterizer::pooledVertexBuffers() const { return pooled(vertexPool_); }
 
 size_t GLRasterizer::pooledIndexBuffers() const { return pooled(indexPool_); }
 
-// Shaders and programs come with the shader compiler; until then none builds.
-ka::Ref<HalShaderProgram> GLRasterizer::createShaderProgram(ka::RefNoCount<HalVertexShader>,
-                                                            ka::RefNoCount<HalPixelShader>) {
-  return nullptr;
+ka::Ref<HalShaderProgram> GLRasterizer::createShaderProgram(ka::RefNoCount<HalVertexShader> vertexShader,
+                                                            ka::RefNoCount<HalPixelShader> pixelShader) {
+  if (!vertexShader || !pixelShader) return nullptr;
+  ka::Ref<GlHalShaderProgram> program(new GlHalShaderProgram(*this));
+  if (!program->create(vertexShader, pixelShader)) return nullptr;
+  return program;
 }
+
 ka::Ref<HalVertexLayout> GLRasterizer::createHalVertexLayout(ka::RefNoCount<HalVertexShader>,
-                                                             std::vector<HalVertexLayout::VertexElement> const&) {
-  return nullptr;
+                                                             std::vector<HalVertexLayout::VertexElement> const& elements) {
+  return new GlHalVertexLayout(*this, elements);
 }
-ka::Ref<HalVertexShader> GLRasterizer::createHalVertexShader(ka::RefNoCount<Filesystem>, std::string const&) {
-  return nullptr;
+
+ka::Ref<HalVertexShader> GLRasterizer::createHalVertexShader(ka::RefNoCount<Filesystem> fs, std::string const& name) {
+  ka::Ref<GlHalVertexShader> shader(new GlHalVertexShader);
+  if (!shader->create(fs, name)) return nullptr;
+  return shader;
 }
-ka::Ref<HalPixelShader> GLRasterizer::createHalPixelShader(ka::RefNoCount<Filesystem>, std::string const&) {
-  return nullptr;
+
+ka::Ref<HalPixelShader> GLRasterizer::createHalPixelShader(ka::RefNoCount<Filesystem> fs, std::string const& name) {
+  ka::Ref<GlHalPixelShader> shader(new GlHalPixelShader);
+  if (!shader->create(fs, name)) return nullptr;
+  return shader;
 }
-ka::Ref<HalParameterBlock> GLRasterizer::createHalParameterBlock() { return nullptr; }
+
+ka::Ref<HalParameterBlock> GLRasterizer::createHalParameterBlock() { return new GlHalParameterBlock(*this); }
 
 ka::Ref<HalDepthState> GLRasterizer::createHalDepthState(HalDepthState::Desc const& desc) {
   return new GlHalDepthState(desc);
