@@ -1,9 +1,13 @@
-// A rasterizer vertex buffer with the format of its vertices and the attribute list that shaders
-// are matched against.
+// Buffers with a vertex or index format between the rasterizer's raw buffers and drawable meshes,
+// and the factory that makes them with the attribute list of each vertex format.
 #pragma once
 
+#include <array>
+#include <atomic>
+#include <mutex>
 #include <vector>
 
+#include "ka/vecmath.h"
 #include "vorn/rasterizer.h"
 
 namespace vorn {
@@ -15,7 +19,9 @@ class RasMeshVertexBuffer : public VertexBuffer {
   RasMeshVertexBuffer(VertexFormat format, Elements elements, int stride, ka::Ref<VertexBuffer> buffer)
       : elements_(std::move(elements)), stride_(stride), buffer_(std::move(buffer)), format_(format) {}
 
-  void setBits(void const* data, size_t length) override { buffer_->setBits(data, length); }
+  // Also measures the bounds of the positions it is given.
+  void setBits(void const* data, size_t length) override;
+  // These forward and leave the bounds as they are.
   void* map() override { return buffer_->map(); }
   void* mapRange(int offset, int length) override { return buffer_->mapRange(offset, length); }
   void unmap() override { buffer_->unmap(); }
@@ -26,12 +32,56 @@ class RasMeshVertexBuffer : public VertexBuffer {
   Elements const& elements() const { return elements_; }
   int stride() const { return stride_; }
   VertexBuffer* buffer() const { return buffer_.get(); }
+  ka::Vec3<float> const& aabbMin() const { return aabbMin_; }
+  ka::Vec3<float> const& aabbMax() const { return aabbMax_; }
+  ka::Vec3<float> const& sphereCentre() const { return sphereCentre_; }
+  // -1 until positions were seen.
+  float sphereRadius() const { return sphereRadius_; }
 
  private:
   Elements elements_;
   int stride_;
   ka::Ref<VertexBuffer> buffer_;
+  ka::Vec3<float> aabbMin_, aabbMax_, sphereCentre_{0, 0, 0};
+  float sphereRadius_ = -1;
   VertexFormat format_;
+};
+
+class RasMeshIndexBuffer : public IndexBuffer {
+ public:
+  explicit RasMeshIndexBuffer(ka::Ref<IndexBuffer> buffer) : buffer_(std::move(buffer)) {}
+  void setBits(void const* data, size_t length) override { buffer_->setBits(data, length); }
+  IndexBuffer* buffer() const { return buffer_.get(); }
+
+ private:
+  ka::Ref<IndexBuffer> buffer_;
+};
+
+class MeshFactory {
+ public:
+  virtual ~MeshFactory() = default;
+  virtual ka::Ref<RasMeshVertexBuffer> createVertexBuffer(VertexFormat format, size_t count, ras::BufferUse use,
+                                                          uint32_t category) = 0;
+  virtual ka::Ref<RasMeshIndexBuffer> createIndexBuffer(IndexFormat format, size_t count, ras::BufferUse use,
+                                                        uint32_t category) = 0;
+};
+
+class RasMeshFactory : public MeshFactory {
+ public:
+  explicit RasMeshFactory(ras::Rasterizer& rasterizer) : rasterizer_(rasterizer) {}
+  ka::Ref<RasMeshVertexBuffer> createVertexBuffer(VertexFormat format, size_t count, ras::BufferUse use,
+                                                  uint32_t category) override;
+  ka::Ref<RasMeshIndexBuffer> createIndexBuffer(IndexFormat format, size_t count, ras::BufferUse use,
+                                                uint32_t category) override;
+  // The attributes of a vertex format, as shaders are matched against them. Any thread.
+  RasMeshVertexBuffer::Elements const& getVertexElementMap(VertexFormat format);
+
+ private:
+  ras::Rasterizer& rasterizer_;
+  std::mutex mutex_;
+  // Built once under the mutex; a list marked built is read without it.
+  std::array<RasMeshVertexBuffer::Elements, VF_None> elements_;
+  std::array<std::atomic<bool>, VF_None> built_{};
 };
 
 }  // namespace vorn
