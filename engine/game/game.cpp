@@ -4,10 +4,14 @@
 
 #include "game/platform.h"
 #include "ka/log.h"
+#include "vorn/material.h"
 
 namespace vorn {
 
-Game::Game(Platform* platform) : platform_(platform), loaderPool_(std::make_unique<ThreadPool>(1)) {}
+Game::Game(Platform* platform)
+    : platform_(platform), loaderPool_(std::make_unique<ThreadPool>(1)), materialLibrary_(createMaterialLibrary()) {}
+
+void Game::ReleaseMaterialLibrary::operator()(MaterialLibrary* library) const { releaseMaterialLibrary(library); }
 
 Game::~Game() = default;
 

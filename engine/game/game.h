@@ -11,6 +11,7 @@
 
 namespace vorn {
 
+class MaterialLibrary;
 class Platform;
 
 class Game {
@@ -41,13 +42,19 @@ class Game {
   bool exitRequested() const;
 
   Platform* platform() const { return platform_; }
+  // Where this game's materials are interned; it lives as long as the game.
+  MaterialLibrary* materialLibrary() const { return materialLibrary_.get(); }
   ren::Renderer* renderer() const { return renderer_.get(); }
 
  private:
   // Declared so that they are destroyed mutex first and the loader pool last.
   Platform* platform_;
   std::unique_ptr<ThreadPool> loaderPool_;
-  // The resource system and the material library come next, once they exist.
+  // The resource system comes next, once it exists.
+  struct ReleaseMaterialLibrary {
+    void operator()(MaterialLibrary* library) const;
+  };
+  std::unique_ptr<MaterialLibrary, ReleaseMaterialLibrary> materialLibrary_;
   std::unique_ptr<ren::Renderer> renderer_;
   std::unique_ptr<ThreadPool> backgroundPool_;
   mutable std::mutex mutex_;

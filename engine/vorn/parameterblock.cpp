@@ -8,13 +8,9 @@ namespace vorn {
 
 namespace {
 
-// FNV-1: multiply, then XOR.
 class Fnv1 {
  public:
-  void bytes(void const* data, size_t length) {
-    auto const* p = static_cast<unsigned char const*>(data);
-    for (size_t i = 0; i < length; ++i) h_ = (h_ * 0x100000001b3ull) ^ p[i];
-  }
+  void bytes(void const* data, size_t length) { h_ = fnv1(data, length, h_); }
   void name(std::string const& text) {
     bytes(text.data(), text.size());
     unsigned char const zero = 0;
@@ -23,7 +19,7 @@ class Fnv1 {
   uint64_t value() const { return h_; }
 
  private:
-  uint64_t h_ = 0xcbf29ce484222325ull;
+  uint64_t h_ = kFnv1Basis;
 };
 
 template <class Map, class Less>
@@ -42,6 +38,12 @@ bool bytesLess(T const& a, T const& b) {
 }
 
 }  // namespace
+
+uint64_t fnv1(void const* data, size_t length, uint64_t h) {
+  auto const* p = static_cast<unsigned char const*>(data);
+  for (size_t i = 0; i < length; ++i) h = (h * 0x100000001b3ull) ^ p[i];
+  return h;
+}
 
 ka::Vec4<float> ParameterBlock::vecParam(ka::StringRange name, ka::Vec4<float> const& fallback) const {
   auto found = vectors_.find(name.view());

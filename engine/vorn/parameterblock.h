@@ -17,6 +17,10 @@ namespace vorn {
 
 class Texture;
 
+// FNV-1 with 64 bits: each byte multiplies, then XORs. Chain calls by passing the last result.
+inline constexpr uint64_t kFnv1Basis = 0xcbf29ce484222325ull;
+uint64_t fnv1(void const* data, size_t length, uint64_t h = kFnv1Basis);
+
 // A plain value. The maps are sorted, so that iteration, hashing and comparison do not depend on
 // the order in which parameters were set. Its owner guards it.
 class ParameterBlock {

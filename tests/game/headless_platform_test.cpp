@@ -23,7 +23,8 @@ class ProbeGame : public vorn::Game {
     calls_.push_back("createRenderer");
     return vorn::Game::doCreateRenderer();
   }
-  void setup() override { calls_.push_back("setup"); }
+  // A game has its material library from the start.
+  void setup() override { calls_.push_back(materialLibrary() ? "setup" : "setup without a material library"); }
   void update(float seconds) override {
     calls_.push_back("update");
     lastUpdate = seconds;
