@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <strings.h>
 
 #include "ka/die.h"
 
@@ -82,6 +83,21 @@ ka::Ref<RasMeshVertexBuffer> RasMeshFactory::createVertexBuffer(VertexFormat for
 ka::Ref<RasMeshIndexBuffer> RasMeshFactory::createIndexBuffer(IndexFormat format, size_t count, ras::BufferUse use,
                                                               uint32_t category) {
   return new RasMeshIndexBuffer(rasterizer_.createIndexBuffer(format, count, use, category));
+}
+
+int RasMesh::getMaterialGroupIndex(ka::StringRange name) const {
+  for (size_t i = 0; i < groups_.size(); ++i) {
+    if (strncasecmp(groups_[i].name.c_str(), name.begin, name.size()) == 0 && groups_[i].name.size() == name.size()) {
+      return int(i);
+    }
+  }
+  return -1;
+}
+
+ka::Ref<Mesh> RasMeshFactory::createMesh(ka::RefNoCount<VertexBuffer> vertices, ka::RefNoCount<IndexBuffer> indices,
+                                         std::vector<MaterialGroup> groups) {
+  return new RasMesh(static_cast<RasMeshVertexBuffer*>(vertices.get()),
+                     static_cast<RasMeshIndexBuffer*>(indices.get()), std::move(groups));
 }
 
 RasMeshVertexBuffer::Elements const& RasMeshFactory::getVertexElementMap(VertexFormat format) {

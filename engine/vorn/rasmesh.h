@@ -7,7 +7,9 @@
 #include <mutex>
 #include <vector>
 
+#include "ka/string_range.h"
 #include "ka/vecmath.h"
+#include "vorn/material.h"
 #include "vorn/rasterizer.h"
 
 namespace vorn {
@@ -57,9 +59,44 @@ class RasMeshIndexBuffer : public IndexBuffer {
   ka::Ref<IndexBuffer> buffer_;
 };
 
+// A span of a mesh's indices drawn with one material.
+struct MaterialGroup {
+  std::string name;  // empty for groups made without one
+  Material material;
+  int firstIndex = 0;
+  int primitiveCount = 0;
+  PrimitiveType primitiveType = PRIM_Triangles;
+};
+
+class Mesh : public ka::Counted {
+ public:
+  virtual ka::Ref<RasMeshVertexBuffer> getVertexBuffer() const = 0;
+  virtual ka::Ref<RasMeshIndexBuffer> getIndexBuffer() const = 0;
+  virtual std::vector<MaterialGroup> const& getMaterialGroups() const = 0;
+  // The first group of that name, ignoring case; -1 if none.
+  virtual int getMaterialGroupIndex(ka::StringRange name) const = 0;
+};
+
+class RasMesh : public Mesh {
+ public:
+  RasMesh(ka::Ref<RasMeshVertexBuffer> vertices, ka::Ref<RasMeshIndexBuffer> indices, std::vector<MaterialGroup> groups)
+      : vertices_(std::move(vertices)), indices_(std::move(indices)), groups_(std::move(groups)) {}
+  ka::Ref<RasMeshVertexBuffer> getVertexBuffer() const override { return vertices_; }
+  ka::Ref<RasMeshIndexBuffer> getIndexBuffer() const override { return indices_; }
+  std::vector<MaterialGroup> const& getMaterialGroups() const override { return groups_; }
+  int getMaterialGroupIndex(ka::StringRange name) const override;
+
+ private:
+  ka::Ref<RasMeshVertexBuffer> vertices_;
+  ka::Ref<RasMeshIndexBuffer> indices_;
+  std::vector<MaterialGroup> groups_;
+};
+
 class MeshFactory {
  public:
   virtual ~MeshFactory() = default;
+  virtual ka::Ref<Mesh> createMesh(ka::RefNoCount<VertexBuffer> vertices, ka::RefNoCount<IndexBuffer> indices,
+                                   std::vector<MaterialGroup> groups) = 0;
   virtual ka::Ref<RasMeshVertexBuffer> createVertexBuffer(VertexFormat format, size_t count, ras::BufferUse use,
                                                           uint32_t category) = 0;
   virtual ka::Ref<RasMeshIndexBuffer> createIndexBuffer(IndexFormat format, size_t count, ras::BufferUse use,
@@ -69,6 +106,9 @@ class MeshFactory {
 class RasMeshFactory : public MeshFactory {
  public:
   explicit RasMeshFactory(ras::Rasterizer& rasterizer) : rasterizer_(rasterizer) {}
+  // The buffers must be this factory's own kinds.
+  ka::Ref<Mesh> createMesh(ka::RefNoCount<VertexBuffer> vertices, ka::RefNoCount<IndexBuffer> indices,
+                           std::vector<MaterialGroup> groups) override;
   ka::Ref<RasMeshVertexBuffer> createVertexBuffer(VertexFormat format, size_t count, ras::BufferUse use,
                                                   uint32_t category) override;
   ka::Ref<RasMeshIndexBuffer> createIndexBuffer(IndexFormat format, size_t count, ras::BufferUse use,
