@@ -160,7 +160,7 @@ bool Material::operator==(Material const& other) const {
          data_->parameters() == other.data_->parameters();
 }
 
-bool MaterialLibrary::Equal::operator()(MaterialData* a, MaterialData* b) const {
+bool MaterialDataEqualFunctor::operator()(MaterialData* a, MaterialData* b) const {
   if (a == b) return true;
   return a->hash() == b->hash() && a->library() == b->library() && a->shader() == b->shader() &&
          a->parameters() == b->parameters();

@@ -102,6 +102,11 @@ class Material {
   mutable ka::Ref<MaterialData> data_;
 };
 
+// Same pointer, or equal hash, library, shader text and parameters.
+struct MaterialDataEqualFunctor {
+  bool operator()(MaterialData* a, MaterialData* b) const;
+};
+
 class MaterialLibrary {
  public:
   // Frozen sources whose pairs the library keeps, most recently used first.
@@ -125,16 +130,13 @@ class MaterialLibrary {
   struct Hash {
     size_t operator()(MaterialData* data) const { return size_t(data->hash()); }
   };
-  struct Equal {
-    bool operator()(MaterialData* a, MaterialData* b) const;
-  };
   struct Entry {
     ka::Ref<MaterialData> source;
     ka::Ref<MaterialData> frozen;
   };
 
   ka::Ref<ka::SharedMutex> sharedMutex_;
-  std::unordered_set<MaterialData*, Hash, Equal> frozen_;
+  std::unordered_set<MaterialData*, Hash, MaterialDataEqualFunctor> frozen_;
   std::unordered_map<MaterialData*, std::list<Entry>::iterator> freezeCache_;
   std::list<Entry> entries_;
 };

@@ -206,4 +206,57 @@ TEST_F(GLShaderTest, AProgramMadeMidFrameLeavesTheCurrentOneDrawing) {
   EXPECT_EQ(pixel(read(t, 0, 4), 4, 2, 2), (Bytes{255, 0, 0, 255}));
 }
 
+TEST_F(GLShaderTest, ABgraPictureThroughAnSrgbTextureAndASwizzleReadsBackAsItWas) {
+  // The UI's picture is B, G, R, A bytes; its texture is "A8R8G8B8" (R, G, B, A in memory) and the
+  // material swaps the channels back, so that nothing swaps them twice.
+  write("quad.vs",
+        "#version 330\nin vec3 a_Position;\nin vec2 a_TexCoord;\nout vec2 uv;\n"
+        "void main() { uv = a_TexCoord; gl_Position = vec4(a_Position, 1); }\n");
+  write("bgra.fs",
+        "#version 330\nin vec2 uv;\nuniform sampler2D u_Picture;\nout vec4 c;\n"
+        "void main() { c = texture(u_Picture, uv).bgra; }\n");
+  ka::Ref<HalShaderProgram> p = program("quad.vs", "bgra.fs");
+  ASSERT_TRUE(p);
+  int const w = 8, h = 8;
+  Bytes bgra(size_t(w * h * 4));
+  for (int i = 0; i < w * h; ++i) {
+    bgra[size_t(i * 4 + 0)] = static_cast<unsigned char>(i * 4);       // blue
+    bgra[size_t(i * 4 + 1)] = static_cast<unsigned char>(255 - i * 3);  // green
+    bgra[size_t(i * 4 + 2)] = static_cast<unsigned char>(i * 2 + 40);   // red
+    bgra[size_t(i * 4 + 3)] = 255;
+  }
+  ka::Ref<Texture> picture = ras->createTexture(TF_A8R8G8B8, w, h, 1, TextureFilter(0), true, 0);
+  picture->setBits(0, bgra.data(), 0, CUBE_PositiveX);
+  // Two triangles over the target; the picture's first row at the top.
+  float const quad[] = {-1, -1, 0, 0, 1, 1, -1, 0, 1, 1, 1, 1, 0, 1, 0, -1, -1, 0, 0, 1, 1, 1, 0, 1, 0, -1, 1, 0, 0, 0};
+  ka::Ref<VertexBuffer> buffer = ras->createVertexBuffer(sizeof quad, BU_Static, 0);
+  buffer->setBits(quad, sizeof quad);
+  RasMeshVertexBuffer stream(
+      VF_Position3Normal3TexCoord2,
+      {{"a_Position", 0, HalVertexLayout::FMT_Float, 3, -1, 0, 0, HalVertexLayout::USAGE_Position},
+       {"a_TexCoord", 0, HalVertexLayout::FMT_Float, 2, -1, 12, 0, HalVertexLayout::USAGE_TexCoord}},
+      20, buffer);
+  ka::Ref<RenderTarget> t = target(w, h, TF_A8R8G8B8, 1, TF_D0, true);
+  ras->setRenderTarget(t);
+  ras->setShaderProgram(p);
+  p->textureBlock()->setTexture(int(ras->getBindingTable()->getSlot("Picture")), picture.get());
+  ras->setStreamSource(&stream);
+  HalRasterizerState::Desc noCull;
+  noCull.solid = true;
+  noCull.writeMask = 15;
+  noCull.cullMode = 3;
+  ras->setRasterizerState(ras->createRasterizerState(noCull));
+  ras->drawPrimitive(PRIM_Triangles, 0, 2);
+  Bytes shown = read(t, 0, 4);
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      Bytes got = pixel(shown, w, x, h - 1 - y);
+      unsigned char const* source = &bgra[size_t((y * w + x) * 4)];
+      EXPECT_NEAR(got[0], source[2], 1) << x << "," << y << " red";
+      EXPECT_NEAR(got[1], source[1], 1) << x << "," << y << " green";
+      EXPECT_NEAR(got[2], source[0], 1) << x << "," << y << " blue";
+    }
+  }
+}
+
 }  // namespace
