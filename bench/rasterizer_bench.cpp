@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "bench_states.h"
 #include "bench_util.h"
 #include "support/egl_context.h"
 #include "support/raw_gl_program.h"
@@ -49,19 +50,8 @@ struct Scene {
 Scene makeScene(GLRasterizer& ras) {
   Scene scene;
   scene.programs = {new RawProgram(1.0f), new RawProgram(0.5f)};
-  for (int i = 0; i < 3; ++i) {
-    HalBlendState::Desc desc;
-    desc.enable = i > 0;
-    desc.srcBlend = i == 2 ? 6 : 1;
-    desc.destBlend = i == 2 ? 8 : 1;
-    scene.blends.push_back(ras.createBlendState(desc));
-  }
-  for (int i = 0; i < 4; ++i) {
-    ka::Ref<Texture> texture = ras.createTexture(TF_A8R8G8B8, 4, 4, 1, TF_AllLinear, false, 0);
-    std::vector<unsigned char> pixels(64, static_cast<unsigned char>(60 * i));
-    texture->setBits(0, pixels.data(), 0, CUBE_PositiveX);
-    scene.textures.push_back(texture);
-  }
+  scene.blends = benchBlendStates(ras);
+  scene.textures = benchTextures(ras);
   return scene;
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_states.h"
 #include "bench_util.h"
 #include "support/egl_context.h"
 #include "support/temp_dir.h"
@@ -43,19 +44,8 @@ Scene makeScene(GLRasterizer& ras, Filesystem& fs, MaterialLibrary* library) {
     scene.programs.push_back(
         ras.createShaderProgram(ras.createVertexShader(&fs, "flat.vs"), ras.createPixelShader(&fs, fragment)));
   }
-  for (int i = 0; i < 3; ++i) {
-    HalBlendState::Desc desc;
-    desc.enable = i > 0;
-    desc.srcBlend = i == 2 ? 6 : 1;
-    desc.destBlend = i == 2 ? 8 : 1;
-    scene.blends.push_back(ras.createBlendState(desc));
-  }
-  for (int i = 0; i < 4; ++i) {
-    ka::Ref<Texture> texture = ras.createTexture(TF_A8R8G8B8, 4, 4, 1, TF_AllLinear, false, 0);
-    std::vector<unsigned char> pixels(64, static_cast<unsigned char>(60 * i));
-    texture->setBits(0, pixels.data(), 0, CUBE_PositiveX);
-    scene.textures.push_back(texture);
-  }
+  scene.blends = benchBlendStates(ras);
+  scene.textures = benchTextures(ras);
   for (int p = 0; p < 2; ++p) {
     for (int t = 0; t < 4; ++t) {
       Material material(library, p ? "b" : "a");
