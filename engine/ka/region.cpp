@@ -1,5 +1,6 @@
 #include "region.h"
 
+#include <algorithm>
 #include <ostream>
 
 namespace ka {
@@ -47,17 +48,72 @@ Region::Region(Rect<int> const& rect) {
   bands_.push_back({rect.bottom, {}});
 }
 
-// The rectangle operations are merges with a region of one rectangle: one walk that keeps the
-// bands canonical.
+Region::List::iterator Region::findAndSplit(int32_t y, List::iterator hint) {
+  while (hint != bands_.end() && hint->y < y) ++hint;
+  if (hint != bands_.end() && hint->y == y) return hint;
+  std::vector<int32_t> above = hint == bands_.begin() ? std::vector<int32_t>() : std::prev(hint)->xs;
+  return bands_.insert(hint, {y, std::move(above)});
+}
+
+// In each band of the rectangle's rows, `lo` is the first x not left of `left` and `hi` the first
+// right of `right`; an even index lies outside every span, an odd one inside.
 void Region::unionWith(Rect<int> const& rect) {
-  if (!rect.empty()) *this = union_(*this, Region(rect));
+  if (rect.empty()) return;
+  auto top = findAndSplit(rect.top, bands_.begin());
+  auto bottom = findAndSplit(rect.bottom, top);
+  for (auto band = top; band != bottom; ++band) {
+    std::vector<int32_t>& xs = band->xs;
+    auto lo = std::lower_bound(xs.begin(), xs.end(), rect.left);
+    auto hi = std::upper_bound(xs.begin(), xs.end(), rect.right);
+    bool loOutside = (lo - xs.begin()) % 2 == 0, hiOutside = (hi - xs.begin()) % 2 == 0;
+    if (lo != hi) {
+      if (loOutside) *lo++ = rect.left;
+      if (hiOutside) *--hi = rect.right;
+      xs.erase(lo, hi);
+    } else if (loOutside) {
+      xs.insert(lo, {rect.left, rect.right});
+    }
+  }
+  cleanup();
 }
 
+// As the union, with the tests turned round: spans inside are cut out and the ends trimmed.
 void Region::differenceWith(Rect<int> const& rect) {
-  if (!rect.empty()) *this = difference(*this, Region(rect));
+  if (rect.empty() || bands_.empty()) return;
+  auto top = findAndSplit(rect.top, bands_.begin());
+  auto bottom = findAndSplit(rect.bottom, top);
+  for (auto band = top; band != bottom; ++band) {
+    std::vector<int32_t>& xs = band->xs;
+    auto lo = std::lower_bound(xs.begin(), xs.end(), rect.left);
+    auto hi = std::upper_bound(xs.begin(), xs.end(), rect.right);
+    bool loInside = (lo - xs.begin()) % 2 == 1, hiInside = (hi - xs.begin()) % 2 == 1;
+    if (lo != hi) {
+      if (loInside) *lo++ = rect.left;
+      if (hiInside) *--hi = rect.right;
+      xs.erase(lo, hi);
+    } else if (loInside) {
+      xs.insert(lo, {rect.left, rect.right});
+    }
+  }
+  cleanup();
 }
 
-void Region::intersectWith(Rect<int> const& rect) { *this = intersection(*this, Region(rect)); }
+void Region::intersectWith(Rect<int> const& rect) {
+  if (rect.empty() || bands_.empty()) {
+    bands_.clear();
+    return;
+  }
+  auto top = findAndSplit(rect.top, bands_.begin());
+  auto bottom = findAndSplit(rect.bottom, top);
+  bands_.erase(bands_.begin(), top);
+  bands_.erase(std::next(bottom), bands_.end());
+  bottom->xs.clear();
+  std::vector<int32_t> const window{rect.left, rect.right};
+  for (auto band = top; band != bottom; ++band) {
+    band->xs = mergeSpans(band->xs, window, [](bool inA, bool inB) { return inA && inB; });
+  }
+  cleanup();
+}
 
 template <class Inside>
 Region Region::merge(Region const& a, Region const& b, Inside const& inside) {

@@ -59,6 +59,9 @@ class Region {
  private:
   template <class Inside>
   static Region merge(Region const& a, Region const& b, Inside const& inside);
+  // The band that starts at `y`, splitting the band that holds it into two equal ones if needed;
+  // the walk starts at `hint`.
+  List::iterator findAndSplit(int32_t y, List::iterator hint);
   // Drops bands that repeat the band above and leading bands with no spans.
   void cleanup();
 
