@@ -35,7 +35,7 @@ struct Scene {
   std::vector<ka::Ref<Texture>> textures;
   std::vector<Material> materials;  // program * 4 + texture
   ka::Ref<VertexBuffer> triangle;
-  std::unique_ptr<RasMeshVertexBuffer> stream;
+  ka::Ref<RasMeshVertexBuffer> stream;
 };
 
 Scene makeScene(GLRasterizer& ras, Filesystem& fs, MaterialLibrary* library) {
@@ -59,7 +59,7 @@ Scene makeScene(GLRasterizer& ras, Filesystem& fs, MaterialLibrary* library) {
   float const corners[] = {-1, -1, 0, -0.9f, -1, 0, -1, -0.9f, 0};
   scene.triangle = ras.createVertexBuffer(sizeof corners, BU_Static, 0);
   scene.triangle->setBits(corners, sizeof corners);
-  scene.stream = std::make_unique<RasMeshVertexBuffer>(
+  scene.stream = new RasMeshVertexBuffer(
       VF_Position3,
       RasMeshVertexBuffer::Elements{{"a_Position", 0, HalVertexLayout::FMT_Float, 3, -1, 0, 0,
                                      HalVertexLayout::USAGE_Position}},

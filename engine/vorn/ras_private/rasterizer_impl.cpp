@@ -116,8 +116,8 @@ void RasterizerImpl::setBlendState(ka::RefNoCount<HalBlendState> state) {
 }
 
 void RasterizerImpl::setShaderProgram(ka::RefNoCount<HalShaderProgram> program) {
-  if (program.get() == program_) return;
-  program_ = program.get();
+  if (program.get() == program_.get()) return;
+  program_ = program.ref();
   vertexLayout_ = program_ ? program_->vertexLayout() : nullptr;
   parameterBlock_ = program_ ? program_->parameterBlock() : nullptr;
   textureBlock_ = program_ ? program_->textureBlock() : nullptr;
@@ -125,13 +125,14 @@ void RasterizerImpl::setShaderProgram(ka::RefNoCount<HalShaderProgram> program) 
 }
 
 void RasterizerImpl::setStreamSource(std::vector<ka::RefNoCount<RasMeshVertexBuffer const>> const& streams) {
-  streams_ = streams;
+  streams_.clear();
+  for (auto const& stream : streams) streams_.push_back(stream.ref());
   dirtyState(ST_VertexStreams);
 }
 
 void RasterizerImpl::setStreamSource(ka::RefNoCount<RasMeshVertexBuffer const> stream) {
   streams_.clear();
-  streams_.push_back(stream);
+  streams_.push_back(stream.ref());
   dirtyState(ST_VertexStreams);
   vertexFormat_ = stream ? stream->format() : VF_None;
 }

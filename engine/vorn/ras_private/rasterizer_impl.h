@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "vorn/rasmesh.h"
 #include "vorn/rasterizer.h"
 
 namespace vorn::ras {
@@ -48,7 +49,7 @@ class RasterizerImpl : public Rasterizer {
   virtual void applyTextureChannel(int channel) = 0;
 
   uint32_t capabilities() const { return capabilities_; }
-  std::vector<ka::RefNoCount<RasMeshVertexBuffer const>> const& streamSources() const { return streams_; }
+  std::vector<ka::Ref<RasMeshVertexBuffer const>> const& streamSources() const { return streams_; }
   VertexFormat currentVertexFormat() const { return vertexFormat_; }
   HalDepthState* currentDepthState() const { return depth_; }
   uint32_t dirtyStateMask() const { return dirtyState_; }
@@ -84,14 +85,16 @@ class RasterizerImpl : public Rasterizer {
   HalDepthState* depth_ = nullptr;
   HalRasterizerState* rasterizer_ = nullptr;
   HalBlendState* blend_ = nullptr;
-  HalShaderProgram* program_ = nullptr;
+  // Counted, unlike the states: a program or stream let go while still current would otherwise be
+  // used after it is gone, or a new one at the same address would pass for it.
+  ka::Ref<HalShaderProgram> program_;
   HalParameterBlock* parameterBlock_ = nullptr;
   HalTextureBlock* textureBlock_ = nullptr;
   ka::Ref<HalDepthState> defaultDepth_;
   ka::Ref<HalRasterizerState> defaultRasterizer_;
   ka::Ref<HalBlendState> defaultBlend_;
   HalVertexLayout* vertexLayout_ = nullptr;
-  std::vector<ka::RefNoCount<RasMeshVertexBuffer const>> streams_;
+  std::vector<ka::Ref<RasMeshVertexBuffer const>> streams_;
   VertexFormat vertexFormat_ = VF_None;
   std::array<TextureChannel, kTextureChannels> channels_{};
   uint64_t dirtyTextureChannels_ = ~uint64_t(0);

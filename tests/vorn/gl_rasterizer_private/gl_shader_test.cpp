@@ -169,12 +169,13 @@ TEST_F(GLShaderTest, AMeshStreamFeedsTheAttributesItHasAndNoOthers) {
   };
   ka::Ref<VertexBuffer> buffer = ras->createVertexBuffer(sizeof vertices, BU_Static, 0);
   buffer->setBits(vertices, sizeof vertices);
-  RasMeshVertexBuffer stream(VF_Position3Color4bTexCoord2, elements, sizeof(Vertex), buffer);
+  ka::Ref<RasMeshVertexBuffer> stream(
+      new RasMeshVertexBuffer(VF_Position3Color4bTexCoord2, elements, sizeof(Vertex), buffer));
   ka::Ref<RenderTarget> t = target(4, 4, TF_A8R8G8B8);
   ras->setRenderTarget(t);
   clearTo({0, 0, 0, 1});
   ras->setShaderProgram(p);
-  ras->setStreamSource(&stream);
+  ras->setStreamSource(stream.get());
   // An attribute array left on from elsewhere is switched off: the mesh has nothing for it.
   glEnableVertexAttribArray(7);
   GlHalVertexLayout::sEnabledIndices |= 1u << 7;
@@ -192,14 +193,14 @@ TEST_F(GLShaderTest, AProgramMadeMidFrameLeavesTheCurrentOneDrawing) {
   float const corners[] = {-1, -1, 0, 3, -1, 0, -1, 3, 0};
   ka::Ref<VertexBuffer> buffer = ras->createVertexBuffer(sizeof corners, BU_Static, 0);
   buffer->setBits(corners, sizeof corners);
-  RasMeshVertexBuffer stream(
+  ka::Ref<RasMeshVertexBuffer> stream(new RasMeshVertexBuffer(
       VF_Position3, {{"a_Position", 0, HalVertexLayout::FMT_Float, 3, -1, 0, 0, HalVertexLayout::USAGE_Position}}, 12,
-      buffer);
+      buffer));
   ka::Ref<RenderTarget> t = target(4, 4, TF_A8R8G8B8);
   ras->setRenderTarget(t);
   ka::Ref<HalShaderProgram> red = program("flat.vs", "red.fs");
   ras->setShaderProgram(red);
-  ras->setStreamSource(&stream);
+  ras->setStreamSource(stream.get());
   ras->drawPrimitive(PRIM_Triangles, 0, 1);
   ka::Ref<HalShaderProgram> green = program("flat.vs", "green.fs");  // uses itself while linking
   ras->drawPrimitive(PRIM_Triangles, 0, 1);
@@ -231,16 +232,16 @@ TEST_F(GLShaderTest, ABgraPictureThroughAnSrgbTextureAndASwizzleReadsBackAsItWas
   float const quad[] = {-1, -1, 0, 0, 1, 1, -1, 0, 1, 1, 1, 1, 0, 1, 0, -1, -1, 0, 0, 1, 1, 1, 0, 1, 0, -1, 1, 0, 0, 0};
   ka::Ref<VertexBuffer> buffer = ras->createVertexBuffer(sizeof quad, BU_Static, 0);
   buffer->setBits(quad, sizeof quad);
-  RasMeshVertexBuffer stream(
+  ka::Ref<RasMeshVertexBuffer> stream(new RasMeshVertexBuffer(
       VF_Position3Normal3TexCoord2,
       {{"a_Position", 0, HalVertexLayout::FMT_Float, 3, -1, 0, 0, HalVertexLayout::USAGE_Position},
        {"a_TexCoord", 0, HalVertexLayout::FMT_Float, 2, -1, 12, 0, HalVertexLayout::USAGE_TexCoord}},
-      20, buffer);
+      20, buffer));
   ka::Ref<RenderTarget> t = target(w, h, TF_A8R8G8B8, 1, TF_D0, true);
   ras->setRenderTarget(t);
   ras->setShaderProgram(p);
   p->textureBlock()->setTexture(int(ras->getBindingTable()->getSlot("Picture")), picture.get());
-  ras->setStreamSource(&stream);
+  ras->setStreamSource(stream.get());
   HalRasterizerState::Desc noCull;
   noCull.solid = true;
   noCull.writeMask = 15;

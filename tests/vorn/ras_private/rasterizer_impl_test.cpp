@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -154,7 +155,7 @@ TEST_F(RasterizerImplTest, EqualDescriptionsShareOneObjectAndPaddingCounts) {
 }
 
 TEST_F(RasterizerImplTest, ADrawAppliesWhatChangedInTheFixedOrder) {
-  FakeProgram program(log);
+  ka::Ref<FakeProgram> program(new FakeProgram(log));
   ras.drawPrimitive(PRIM_Triangles, 0, 1);
   // After init every state is dirty but no program is set; channel 0 goes first every time, then
   // every channel, all of which start dirty.
@@ -166,7 +167,7 @@ TEST_F(RasterizerImplTest, ADrawAppliesWhatChangedInTheFixedOrder) {
   ras.drawPrimitive(PRIM_Triangles, 0, 1);
   EXPECT_EQ(take().size(), 1u);
 
-  ras.setShaderProgram(&program);
+  ras.setShaderProgram(program);
   ras.setBlendState(ka::RefNoCount<HalBlendState>(static_cast<HalBlendState*>(ras.getDefaultState(ST_Blend))));
   HalDepthState::Desc other;
   other.func = 7;
@@ -174,10 +175,22 @@ TEST_F(RasterizerImplTest, ADrawAppliesWhatChangedInTheFixedOrder) {
   ras.setDepthState(always);
   ras.drawPrimitive(PRIM_Triangles, 0, 1);
   EXPECT_EQ(take(), (Log{"rebind", "layout", "depth", "program", "parameters", "textures", "channel 0"}));
-  ras.setShaderProgram(&program);
+  ras.setShaderProgram(program);
   ras.setDepthState(always);
   ras.drawPrimitive(PRIM_Triangles, 0, 1);
   EXPECT_EQ(take(), Log{"channel 0"}) << "setting what is set costs nothing";
+}
+
+TEST_F(RasterizerImplTest, AProgramLetGoWhileCurrentLivesUntilReplaced) {
+  ka::Ref<FakeProgram> program(new FakeProgram(log));
+  FakeProgram* current = program.get();
+  ras.setShaderProgram(program);
+  program.reset();
+  EXPECT_EQ(current->refCount(), 1) << "the cache holds it";
+  ras.drawPrimitive(PRIM_Triangles, 0, 1);
+  Log applied = take();
+  EXPECT_NE(std::find(applied.begin(), applied.end(), "program"), applied.end());
+  ras.setShaderProgram(nullptr);  // now it goes
 }
 
 TEST_F(RasterizerImplTest, ChannelsBindAtTheNextDrawOrAtOnce) {
@@ -211,8 +224,8 @@ TEST_F(RasterizerImplTest, StreamsAndShadersAreRemembered) {
   ras.setStreamSource(std::vector<ka::RefNoCount<RasMeshVertexBuffer const>>{});
   EXPECT_TRUE(ras.dirtyStateMask() & (1u << ST_VertexStreams));
   EXPECT_TRUE(ras.streamSources().empty());
-  RasMeshVertexBuffer stream(VF_Position3Normal3, {}, 24, nullptr);
-  ras.setStreamSource(&stream);
+  ka::Ref<RasMeshVertexBuffer> stream(new RasMeshVertexBuffer(VF_Position3Normal3, {}, 24, nullptr));
+  ras.setStreamSource(stream.get());
   EXPECT_EQ(ras.currentVertexFormat(), VF_Position3Normal3);
   EXPECT_EQ(ras.streamSources().size(), 1u);
 
