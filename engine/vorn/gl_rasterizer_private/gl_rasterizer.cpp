@@ -448,8 +448,6 @@ size_t GLRasterizer::pooled(Pool<Buffer> const& pool) {
 
 size_t GLRasterizer::pooledVertexBuffers() const { return pooled(vertexPool_); }
 
-size_t GLRasterizer::pooledIndexBuffers() const { return pooled(indexPool_); }
-
 ka::Ref<HalShaderProgram> GLRasterizer::createShaderProgram(ka::RefNoCount<HalVertexShader> vertexShader,
                                                             ka::RefNoCount<HalPixelShader> pixelShader) {
   if (!vertexShader || !pixelShader) return nullptr;

@@ -118,10 +118,8 @@ class GLRasterizer : public RasterizerImpl,
   ka::SharedMutex& sharedMutex() { return *sharedMutex_; }
   ka::Ref<ka::SharedMutex> sharedMutexRef() const { return sharedMutex_; }
   bool srgbEnabled() const { return srgbEnabled_; }
-  ka::TaskQueue* taskQueue() const { return queue_; }
-  // Buffers waiting in the recycling pools; for tests and reports.
+  // Vertex buffers waiting in the recycling pool; for tests and reports.
   size_t pooledVertexBuffers() const;
-  size_t pooledIndexBuffers() const;
 
  private:
   template <class Buffer>

@@ -53,8 +53,6 @@ class GLRenderTarget : public RenderTarget {
   void markUnbound() { bound_ = false; }
   void orphan();
   GLuint framebuffer() const { return framebuffer_; }
-  int drawMask() const { return drawMask_; }
-  ka::Rect<int> const& viewport() const { return viewport_; }
 
   GLResourceLink link;
 
