@@ -1,17 +1,134 @@
-// The renderer as a game sees it. Only what the game frame calls is declared so far; scenes,
-// viewports and render chains join with the renderer itself.
+// The renderer as a game sees it: scenes of instances, viewports on a stack, and the frame.
+// Lighting, render chains, text and the rest join as they are built.
 #pragma once
 
 #include <string>
+#include <vector>
 
-namespace vorn::ren {
+#include "ka/color.h"
+#include "ka/counted.h"
+#include "ka/frustum.h"
+#include "ka/rect.h"
+#include "ka/string_range.h"
+#include "ka/vecmath.h"
+#include "vorn/material.h"
+
+namespace vorn {
+
+class Mesh;
+class MeshFactory;
+class TextureFactory;
+class TextureBufferFactory;
+
+namespace ren {
+
+class Renderer;
+
+// How an instance's matrix composes with the camera.
+enum TransformKind : int {
+  TK_World = 0,
+  // Drawn first, with the camera's translation taken out of the view: stays centred on the camera.
+  TK_CameraCentred = 1,
+  // Kept in the scene but out of every drawing list.
+  TK_Hidden = 4,
+};
+
+// Stored for the renderer's users; nothing draws differently by it yet.
+using RenderQuality = int;
+
+// Anything a scene holds; `remove` takes it out, after which it is inert.
+class SceneInstance : public ka::Counted {
+ public:
+  virtual void remove() = 0;
+};
+
+class LODGroup;
+
+class MeshInstance : public SceneInstance {
+ public:
+  virtual void setTransform(ka::Mat4x4f const& transform) = 0;
+  virtual void setTransformKind(TransformKind kind) = 0;
+  // Lower orders draw first; it decides before distance and state.
+  virtual void setDrawOrder(int order) = 0;
+  // Draws the mesh once per matrix, through the shader's "WorldTransformArray".
+  virtual void setTransforms(ka::Mat4x4f const* transforms, int count) = 0;
+  virtual void setMaterial(int group, Material const& material) = 0;
+  // By the material group's name, ignoring case; an unknown name changes nothing.
+  virtual void setMaterial(ka::StringRange group, Material const& material) = 0;
+  // Drawn while the group's level lies within lodMin to lodMax.
+  virtual void setLODGroup(ka::RefNoCount<LODGroup> group, int lodMin, int lodMax) = 0;
+  // Sorted back to front by squared distance plus `bias` among equal draw orders.
+  virtual void setRequiresDistanceSort(bool sort, float bias) = 0;
+};
+
+// A sphere that hides what lies wholly behind it.
+class Occluder : public SceneInstance {
+ public:
+  virtual void setSphere(ka::Sphere const& sphere) = 0;
+};
+
+// Picks one level of detail for its members by the distance from the camera to a reference point.
+class LODGroup : public SceneInstance {
+ public:
+  // Ascending distances; level i lies below cutoff i.
+  virtual void setCutoffs(std::vector<float> const& cutoffs) = 0;
+  // The point is in the instance's own space.
+  virtual void setReference(ka::RefNoCount<MeshInstance> instance, ka::Vec3<float> const& point) = 0;
+};
+
+class Scene : public ka::Counted {
+ public:
+  // Null once the renderer is gone.
+  virtual Renderer* getRenderer() const = 0;
+  // Removes every instance.
+  virtual void clear() = 0;
+  virtual ka::Ref<MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform,
+                                        TransformKind kind) = 0;
+  virtual ka::Ref<LODGroup> addLODGroup() = 0;
+  virtual ka::Ref<Occluder> addOccluder() = 0;
+  // Seconds, given to shaders as "Time".
+  virtual void setTime(double time) = 0;
+};
+
+// A rectangle of the window that the renderer's stack draws. Derived from virtually, so that an
+// implementation that is also the renderer's own kind of viewport has one count.
+class Viewport : public ka::Counted {};
+
+class SceneViewport : public virtual Viewport {
+ public:
+  virtual void setBackground(ka::Color4f const& colour) = 0;
+  // Null takes the scene away; the viewport then draws nothing.
+  virtual void setScene(ka::RefNoCount<Scene> scene) = 0;
+  virtual void setViewMatrix(ka::Mat4x4f const& view) = 0;
+  virtual void setProjectionMatrix(ka::Mat4x4f const& projection) = 0;
+  virtual void setFrustum(ka::Frustum const& frustum) = 0;
+  // Pixels from the top left of the window.
+  virtual void setRect(ka::Rect<int> const& rect) = 0;
+};
 
 class Renderer {
  public:
   virtual ~Renderer() = default;
+  // 1: clip z from -1 to 1.
+  virtual int getClipSpaceConvention() const = 0;
+  virtual TextureFactory* getTextureFactory() = 0;
+  virtual TextureBufferFactory* getTextureBufferFactory() = 0;
+  virtual MeshFactory* getMeshFactory() = 0;
+  virtual ka::Ref<Scene> createScene() = 0;
   // Reads a list of effects from the filesystem, by virtual path.
   virtual void loadEffects(std::string const& path) = 0;
+  // Not drawn until it is added to the stack.
+  virtual ka::Ref<SceneViewport> createSceneViewport(ka::Rect<int> const& rect, ka::RefNoCount<Scene> scene) = 0;
+  virtual void clearViewportStack() = 0;
+  // Puts the viewport on top of the stack, moving it there if it was already on it.
+  virtual void addViewport(ka::RefNoCount<Viewport> viewport) = 0;
+  virtual void removeViewport(ka::RefNoCount<Viewport> viewport) = 0;
+  // Draws the stack, bottom first, and shows the frame.
   virtual void present() = 0;
+  virtual void setRenderQuality(RenderQuality quality) = 0;
+  // The material as the renderer will draw it: its textures the rasterizer's own, frozen.
+  virtual Material optimizeMaterial(Material const& material) = 0;
 };
 
-}  // namespace vorn::ren
+}  // namespace ren
+}  // namespace vorn

@@ -1,0 +1,171 @@
+#include "vorn/rasren.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "ka/die.h"
+#include "ka/log.h"
+#include "ka/region.h"
+#include "vorn/file_stream.h"
+#include "vorn/profiler.h"
+#include "vorn/rasren_private/effect.h"
+#include "vorn/rasren_private/scene.h"
+#include "vorn/rasren_private/scene_viewport.h"
+#include "vorn/rasren_private/texture.h"
+
+namespace vorn {
+
+RasRen::RasRen(ras::Rasterizer* rasterizer, Presenter* presenter, ka::RefNoCount<Filesystem> fs, Profiler& profiler)
+    : RasMeshFactory(*rasterizer),
+      rasterizer_(rasterizer),
+      presenter_(presenter),
+      fs_(fs.ref()),
+      profiler_(profiler),
+      sharedMutex_(new ka::SharedMutex) {}
+
+RasRen::~RasRen() {
+  std::lock_guard<ka::SharedMutex> lock(*sharedMutex_);
+  scenes_.forEach([](RasRenScene* scene) {
+    scene->orphan();
+    scene->unlink();
+  });
+  textures_.forEach([](RasRenTexture* texture) {
+    texture->orphan();
+    texture->unlink();
+  });
+}
+
+ren::Renderer* createRasterRenderer(ras::Rasterizer* rasterizer, Presenter* presenter, ka::RefNoCount<Filesystem> fs,
+                                    Profiler& profiler) {
+  return new RasRen(rasterizer, presenter, fs, profiler);
+}
+
+ka::Ref<ren::Scene> RasRen::createScene() {
+  ka::Ref<RasRenScene> scene(new RasRenScene(this));
+  scenes_.pushBack(scene.get());
+  return scene;
+}
+
+void RasRen::forgetScene(RasRenScene* scene) { scene->unlink(); }
+
+void RasRen::loadEffects(std::string const& path) {
+  std::unique_ptr<File> file = fs_->open(path, nullptr);
+  if (!file) {
+    KA_LOG(Info) << "Failed to load effect file " << path;
+    return;
+  }
+  KA_LOG(Info) << "Loading effects from file " << path;
+  ka::Json document;
+  try {
+    FileStream in(file.release(), true);
+    document = ka::Json::readFrom(in);
+  } catch (std::runtime_error const& error) {
+    // The effect files ship with the program: a damaged one is a broken installation.
+    ka::dief("Effect file %s cannot be read: %s", path.c_str(), error.what());
+  }
+  ka::Json effects = document.get("effects");
+  if (effects.type() != ka::Json::TYPE_Array) return;
+  for (size_t i = 0; i < effects.arrayLength(); ++i) {
+    ka::Json definition = effects.get(i);
+    if (!definition.hasKey("name")) ka::die("Invalid effect data.");
+    std::string name = definition.get("name").asString("");
+    if (effects_.count(name)) ka::dief("Duplicate effect %s", name.c_str());
+    ka::Ref<RasRenEffect> effect(new RasRenEffect(*rasterizer_, fs_));
+    effect->loadFromJson(definition, path);
+    effects_.emplace(std::move(name), std::move(effect));
+  }
+}
+
+ka::Ref<RasRenEffect> RasRen::getRasRenEffect(std::string const& name, bool skinned) {
+  std::string key = skinned ? "skinned_" + name : name;
+  ka::Ref<RasRenEffect>& effect = effects_[key];
+  if (!effect) KA_LOG(Info) << "Error! Failed to find effect " << key;
+  return effect;
+}
+
+ka::Ref<ren::SceneViewport> RasRen::createSceneViewport(ka::Rect<int> const& rect, ka::RefNoCount<ren::Scene> scene) {
+  return ka::Ref<ren::SceneViewport>(new RasRenSceneViewport(this, rect, scene));
+}
+
+void RasRen::addViewport(ka::RefNoCount<ren::Viewport> viewport) {
+  removeViewport(viewport);
+  viewports_.push_back(dynamic_cast<RasRenViewport*>(viewport.get()));
+}
+
+void RasRen::removeViewport(ka::RefNoCount<ren::Viewport> viewport) {
+  auto* own = dynamic_cast<RasRenViewport*>(viewport.get());
+  viewports_.erase(std::remove_if(viewports_.begin(), viewports_.end(),
+                                  [own](ka::Ref<RasRenViewport> const& v) { return v.get() == own; }),
+                   viewports_.end());
+}
+
+void RasRen::present() {
+  if (!rasterizer_->beginScene()) return;
+  int width = 0, height = 0;
+  rasterizer_->getBackbufferSize(width, height);
+  ka::Rect<int> whole{0, 0, width, height};
+  // Top down, until an opaque viewport hides everything below it.
+  ka::Region uncovered(whole);
+  std::vector<RasRenViewport*> visible;
+  for (auto it = viewports_.rbegin(); it != viewports_.rend() && !uncovered.empty(); ++it) {
+    RasRenViewport* viewport = it->get();
+    if (!viewport) continue;
+    visible.push_back(viewport);
+    if (viewport->getOpaque()) uncovered.differenceWith(viewport->rect());
+  }
+  if (!uncovered.empty()) {
+    if (ka::Ref<ras::RenderTarget> target = rasterizer_->getDefaultRenderTarget()) target->setViewport(whole);
+    rasterizer_->clear(ras::ClearFlags(ras::CLEAR_Color | ras::CLEAR_Depth | ras::CLEAR_Stencil), {0, 0, 0, 0}, 1.0f,
+                       0);
+  }
+  for (auto it = visible.rbegin(); it != visible.rend(); ++it) (*it)->render();
+  rasterizer_->endScene();
+  if (presenter_) presenter_->present();
+}
+
+ka::Ref<Texture> RasRen::createTexture(TextureFormat format, int width, int height, int mips, TextureFilter filter,
+                                       bool srgb, uint32_t category) {
+  return createTextureInternal(format, width, height, mips, filter, srgb, category, false);
+}
+
+ka::Ref<Texture> RasRen::createCubeTexture(TextureFormat format, int width, int height, int mips,
+                                           TextureFilter filter, bool srgb, uint32_t category) {
+  return createTextureInternal(format, width, height, mips, filter, srgb, category, true);
+}
+
+ka::Ref<Texture> RasRen::createTextureInternal(TextureFormat format, int width, int height, int mips,
+                                               TextureFilter filter, bool srgb, uint32_t category, bool cube) {
+  ka::Ref<RasRenTexture> texture(new RasRenTexture(this, rasterizer_->getTextureFactory(), sharedMutex_, format, width,
+                                                   height, mips, filter, srgb, category, cube));
+  std::lock_guard<ka::SharedMutex> lock(*sharedMutex_);
+  textures_.pushBack(texture.get());
+  return texture;
+}
+
+ka::Ref<TextureBuffer> RasRen::createTextureBuffer(TextureFormat format, int size, bool dynamic, uint32_t category) {
+  return rasterizer_->getTextureBufferFactory()->createTextureBuffer(format, size, dynamic, category);
+}
+
+ka::Ref<Texture const> RasRen::getRasterizerTexture(ka::RefNoCount<Texture const> texture) {
+  if (!texture) return nullptr;
+  if (texture->factory() != this) return texture.ref();
+  return const_cast<RasRenTexture*>(static_cast<RasRenTexture const*>(texture.get()))->rasterizerTexture();
+}
+
+Material RasRen::getRasterizerMaterial(Material const& material) {
+  Material result = material;
+  if (!result.defined()) return result;
+  for (auto const& [name, texture] : material.textureParams()) {
+    if (!texture) continue;
+    TextureFactory* origin = texture->factory();
+    if (origin == this) {
+      result.setTexture(name, getRasterizerTexture(texture));
+    } else if (origin != rasterizer_->getTextureFactory()) {
+      ka::die("Texture didn't originate with this renderer");
+    }
+  }
+  result.freeze();
+  return result;
+}
+
+}  // namespace vorn

@@ -1,0 +1,92 @@
+// The renderer on the rasterizer: effects, scenes, a stack of viewports drawn bottom first, and
+// textures that the renderer hands out and the rasterizer draws.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ka/dlist.h"
+#include "ka/mutex.h"
+#include "vorn/filesystem.h"
+#include "vorn/rasmesh.h"
+#include "vorn/rasterizer.h"
+#include "vorn/renderer.h"
+
+namespace vorn {
+
+class Profiler;
+class RasRenEffect;
+class RasRenScene;
+class RasRenTexture;
+
+// What the renderer's stack draws: a rectangle of the window, opaque or not.
+class RasRenViewport : public virtual ren::Viewport {
+ public:
+  virtual ka::Rect<int> rect() const = 0;
+  // True when it covers every pixel of its rectangle, so that nothing beneath need be drawn.
+  virtual bool getOpaque() const = 0;
+  virtual void render() = 0;
+};
+
+class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactory, public TextureBufferFactory {
+ public:
+  RasRen(ras::Rasterizer* rasterizer, Presenter* presenter, ka::RefNoCount<Filesystem> fs, Profiler& profiler);
+  // Scenes and textures that outlive the renderer are orphaned: they stay valid and do nothing.
+  ~RasRen() override;
+
+  int getClipSpaceConvention() const override { return rasterizer_->getClipSpaceConvention(); }
+  TextureFactory* getTextureFactory() override { return this; }
+  TextureBufferFactory* getTextureBufferFactory() override { return this; }
+  MeshFactory* getMeshFactory() override { return this; }
+  ka::Ref<ren::Scene> createScene() override;
+  void loadEffects(std::string const& path) override;
+  ka::Ref<ren::SceneViewport> createSceneViewport(ka::Rect<int> const& rect, ka::RefNoCount<ren::Scene> scene) override;
+  void clearViewportStack() override { viewports_.clear(); }
+  void addViewport(ka::RefNoCount<ren::Viewport> viewport) override;
+  void removeViewport(ka::RefNoCount<ren::Viewport> viewport) override;
+  void present() override;
+  void setRenderQuality(ren::RenderQuality quality) override { quality_ = quality; }
+  ren::RenderQuality renderQuality() const { return quality_; }
+  Material optimizeMaterial(Material const& material) override { return getRasterizerMaterial(material); }
+
+  ka::Ref<Texture> createTexture(TextureFormat format, int width, int height, int mips, TextureFilter filter,
+                                 bool srgb, uint32_t category) override;
+  ka::Ref<Texture> createCubeTexture(TextureFormat format, int width, int height, int mips, TextureFilter filter,
+                                     bool srgb, uint32_t category) override;
+  ka::Ref<TextureBuffer> createTextureBuffer(TextureFormat format, int size, bool dynamic, uint32_t category) override;
+
+  // A frozen copy whose textures are the rasterizer's own. A texture from any other renderer ends
+  // the process.
+  Material getRasterizerMaterial(Material const& material);
+  ka::Ref<Texture const> getRasterizerTexture(ka::RefNoCount<Texture const> texture);
+  // "skinned_" + name for skinned meshes. Empty, having logged, for an unknown effect.
+  ka::Ref<RasRenEffect> getRasRenEffect(std::string const& name, bool skinned);
+
+  ras::Rasterizer* rasterizer() const { return rasterizer_; }
+  Profiler& profiler() const { return profiler_; }
+  // Bottom first.
+  std::vector<ka::Ref<RasRenViewport>> const& viewportStack() const { return viewports_; }
+  void forgetScene(RasRenScene* scene);
+
+ private:
+  ka::Ref<Texture> createTextureInternal(TextureFormat format, int width, int height, int mips, TextureFilter filter,
+                                         bool srgb, uint32_t category, bool cube);
+
+  ras::Rasterizer* rasterizer_;
+  Presenter* presenter_;
+  ka::Ref<Filesystem> fs_;
+  Profiler& profiler_;
+  ka::Ref<ka::SharedMutex> sharedMutex_;  // guards the texture list
+  ka::DList<RasRenTexture> textures_;
+  std::map<std::string, ka::Ref<RasRenEffect>, std::less<>> effects_;
+  ka::DList<RasRenScene> scenes_;
+  std::vector<ka::Ref<RasRenViewport>> viewports_;
+  ren::RenderQuality quality_ = 1;
+};
+
+ren::Renderer* createRasterRenderer(ras::Rasterizer* rasterizer, Presenter* presenter, ka::RefNoCount<Filesystem> fs,
+                                    Profiler& profiler);
+
+}  // namespace vorn

@@ -1,0 +1,83 @@
+#include "scene.h"
+
+#include <algorithm>
+
+#include "vorn/rasren.h"
+
+namespace vorn {
+
+RasRenScene::RasRenScene(RasRen* renderer) : renderer_(renderer) {
+  defaultLODGroup_ = static_cast<RasRenLODGroup*>(addLODGroup().get());
+}
+
+RasRenScene::~RasRenScene() {
+  clear();
+  for (auto const& group : lodGroups_) {
+    group->releaseMembers();
+    group->orphan();
+  }
+}
+
+ren::Renderer* RasRenScene::getRenderer() const { return renderer_; }
+
+void RasRenScene::clear() {
+  meshes_.forEach([this](RasRenMeshInstance* instance) { removeMesh(instance); });
+  for (auto const& occluder : occluders_) occluder->orphan();
+  occluders_.clear();
+  // The default group stays: later meshes join it.
+  for (auto const& group : lodGroups_) {
+    if (group == defaultLODGroup_) continue;
+    group->releaseMembers();
+    group->orphan();
+  }
+  lodGroups_.assign(1, defaultLODGroup_);
+}
+
+ka::Ref<ren::MeshInstance> RasRenScene::addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform,
+                                                ren::TransformKind kind) {
+  ka::Ref<RasRenMeshInstance> instance(new RasRenMeshInstance(this, mesh.ref(), transform, kind));
+  instance->addRef();  // the list's reference
+  meshes_.pushBack(instance.get());
+  ++meshCount_;
+  instance->setLODGroup(defaultLODGroup_.get(), 0, 0);
+  return instance;
+}
+
+void RasRenScene::removeMesh(RasRenMeshInstance* instance) {
+  instance->orphan();
+  instance->unlink();
+  --meshCount_;
+  instance->dropRef();
+}
+
+ka::Ref<ren::LODGroup> RasRenScene::addLODGroup() {
+  ka::Ref<RasRenLODGroup> group(new RasRenLODGroup(this));
+  lodGroups_.push_back(group);
+  return group;
+}
+
+void RasRenScene::removeLODGroup(RasRenLODGroup* group) {
+  auto found = std::find_if(lodGroups_.begin(), lodGroups_.end(), [group](auto const& g) { return g.get() == group; });
+  if (found == lodGroups_.end()) return;
+  ka::Ref<RasRenLODGroup> keep = *found;
+  lodGroups_.erase(found);
+  keep->releaseMembers();
+  keep->orphan();
+  if (keep == defaultLODGroup_) defaultLODGroup_.reset();
+}
+
+ka::Ref<ren::Occluder> RasRenScene::addOccluder() {
+  ka::Ref<RasRenOccluder> occluder(new RasRenOccluder(this));
+  occluders_.push_back(occluder);
+  return occluder;
+}
+
+void RasRenScene::removeOccluder(RasRenOccluder* occluder) {
+  auto found =
+      std::find_if(occluders_.begin(), occluders_.end(), [occluder](auto const& o) { return o.get() == occluder; });
+  if (found == occluders_.end()) return;
+  (*found)->orphan();
+  occluders_.erase(found);
+}
+
+}  // namespace vorn

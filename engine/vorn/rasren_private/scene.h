@@ -1,0 +1,55 @@
+// A scene: the instances a scene viewport draws. It holds a reference to each instance until the
+// instance is removed; the renderer orphans it when the renderer goes first.
+#pragma once
+
+#include "ka/dlist.h"
+#include "lod_group.h"
+#include "mesh_instance.h"
+#include "occluder.h"
+#include "vorn/renderer.h"
+
+namespace vorn {
+
+class RasRen;
+
+class RasRenScene : public ren::Scene, public ka::DListItem {
+ public:
+  explicit RasRenScene(RasRen* renderer);
+  ~RasRenScene() override;
+
+  ren::Renderer* getRenderer() const override;
+  void clear() override;
+  ka::Ref<ren::MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform,
+                                     ren::TransformKind kind) override;
+  ka::Ref<ren::LODGroup> addLODGroup() override;
+  ka::Ref<ren::Occluder> addOccluder() override;
+  void setTime(double time) override { time_ = time; }
+
+  void removeMesh(RasRenMeshInstance* instance);
+  void removeOccluder(RasRenOccluder* occluder);
+  void removeLODGroup(RasRenLODGroup* group);
+  // The renderer is gone.
+  void orphan() { renderer_ = nullptr; }
+
+  RasRen* rasRen() const { return renderer_; }
+  double time() const { return time_; }
+  RasRenLODGroup* defaultLODGroup() const { return defaultLODGroup_.get(); }
+  std::vector<ka::Ref<RasRenLODGroup>> const& lodGroups() const { return lodGroups_; }
+  std::vector<ka::Ref<RasRenOccluder>> const& occluders() const { return occluders_; }
+  size_t meshCount() const { return meshCount_; }
+  template <class F>
+  void forEachMesh(F&& f) {
+    meshes_.forEach(f);
+  }
+
+ private:
+  RasRen* renderer_;
+  ka::DList<RasRenMeshInstance> meshes_;  // each linked one holds a reference, taken at add
+  size_t meshCount_ = 0;
+  std::vector<ka::Ref<RasRenOccluder>> occluders_;
+  std::vector<ka::Ref<RasRenLODGroup>> lodGroups_;
+  ka::Ref<RasRenLODGroup> defaultLODGroup_;
+  double time_ = 0;
+};
+
+}  // namespace vorn

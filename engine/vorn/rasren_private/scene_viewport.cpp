@@ -1,0 +1,217 @@
+#include "scene_viewport.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "vorn/profiler.h"
+
+namespace vorn {
+namespace {
+
+char const* const kSlotNames[] = {"WorldTransform",      "WorldViewTransform", "WorldViewProjTransform",
+                                  "ViewTransform",       "ViewProjTransform",  "ProjTransform",
+                                  "SkyboxTransform",     "SkyboxTexture",      "WorldTransformArray",
+                                  "BatchTransforms",     "BatchIndices",       "cameraPos",
+                                  "Time",                "PostSourceTexture",  "lightPositionOnScreen"};
+
+}  // namespace
+
+RasRenSceneViewport::RasRenSceneViewport(RasRen* renderer, ka::Rect<int> const& rect,
+                                         ka::RefNoCount<ren::Scene> scene)
+    : renderer_(renderer), rect_(rect) {
+  setScene(scene);
+}
+
+void RasRenSceneViewport::setScene(ka::RefNoCount<ren::Scene> scene) {
+  scene_ = static_cast<RasRenScene*>(scene.get());
+  MaterialBindingTable* table = renderer_->rasterizer()->getBindingTable();
+  for (int slot = 0; slot < SLOT_Count; ++slot) slots_[slot] = scene_ ? int(table->getSlot(kSlotNames[slot])) : -1;
+}
+
+void RasRenSceneViewport::setViewMatrix(ka::Mat4x4f const& view) {
+  view_ = view;
+  cameraPositionDirty_ = true;
+}
+
+void RasRenSceneViewport::setProjectionMatrix(ka::Mat4x4f const& projection) {
+  projection_ = projection;
+  ka::Mat4x4f inverse = projection.inverse();
+  near_ = std::fabs(ka::projectPoint({0, 0, -1}, inverse).z);
+  far_ = std::fabs(ka::projectPoint({0, 0, 1}, inverse).z);
+  // A perspective projection copies depth into w; an orthographic one leaves w at 1.
+  float w2 = projection.m[0][3] * projection.m[0][3] + projection.m[1][3] * projection.m[1][3] +
+             projection.m[2][3] * projection.m[2][3];
+  orthographic_ = w2 < 0.0001f;
+}
+
+void RasRenSceneViewport::refreshCamera() {
+  if (!cameraPositionDirty_) return;
+  ka::Mat4x4f inverse = view_.inverse3x4();
+  cameraPosition_ = inverse.translationPart();
+  for (int axis = 0; axis < 3; ++axis) cameraAxes_[axis] = inverse.row(axis).xyz();
+  // The camera looks down its negative z axis.
+  viewDirection_ = ka::normalize(cameraAxes_[2] * -1.0f);
+  cameraPositionDirty_ = false;
+}
+
+ka::Vec3<float> const& RasRenSceneViewport::cameraPosition() {
+  refreshCamera();
+  return cameraPosition_;
+}
+
+ka::Mat4x4f RasRenSceneViewport::projectionForTarget(int width, int height) const {
+  if (!renderer_->rasterizer()->needHalfPixelOffset() || width <= 0 || height <= 0) return projection_;
+  return ka::mul(projection_, ka::Mat4x4f::translation({-1.0f / float(width), 1.0f / float(height), 0}));
+}
+
+ka::Mat4x4f RasRenSceneViewport::getDefaultViewProj() const {
+  return projectionForTarget(rect_.width(), rect_.height()) == projection_
+             ? ka::Mat4x4f::identity()
+             : ka::Mat4x4f::translation({-1.0f / float(rect_.width()), 1.0f / float(rect_.height()), 0});
+}
+
+void RasRenSceneViewport::render() {
+  if (!scene_ || !scene_->rasRen()) return;
+  ras::Rasterizer* rasterizer = renderer_->rasterizer();
+  ka::Ref<ras::RenderTarget> target = rasterizer->getDefaultRenderTarget();
+  if (!target) return;
+  target->setViewport(rect_);
+  rasterizer->setRenderTarget(target);
+
+  ka::Mat4x4f projection = projectionForTarget(rect_.width(), rect_.height());
+  viewProj_ = ka::mul(view_, projection);
+  frustum_.initGLTransform(viewProj_);
+  ka::Mat4x4f centredView = view_;
+  centredView.m[3][0] = centredView.m[3][1] = centredView.m[3][2] = 0;
+  ka::Mat4x4f centredViewProj = ka::mul(centredView, projection);
+
+  calls_.clear();
+  getCulledMeshes(calls_);
+  std::sort(calls_.begin(), calls_.end(), RasRenDrawCallOrder());
+
+  for (auto* list : {&overlay_, &general_, &lit_, &solidUnlit_, &transparentHdr_, &transparentNoHdr_}) {
+    list->clear();
+    list->reserve(calls_.size());
+  }
+  for (RasRenDrawCall* call : calls_) {
+    if (call->transformKind == ren::TK_Hidden) continue;
+    if (call->transformKind == ren::TK_CameraCentred) {
+      overlay_.push_back(call);
+      continue;
+    }
+    general_.push_back(call);
+    RasRenEffect const& effect = *call->effect;
+    if (!effect.transparent()) {
+      (effect.lit() ? lit_ : solidUnlit_).push_back(call);
+    } else {
+      (effect.hdr() ? transparentHdr_ : transparentNoHdr_).push_back(call);
+    }
+  }
+
+  renderMeshes(overlay_, centredViewProj, "");
+  // Until the lighting engine draws them into its buffers, lit meshes draw as they are.
+  renderMeshes(lit_, viewProj_, "");
+  renderMeshes(solidUnlit_, viewProj_, "");
+  renderMeshes(transparentHdr_, viewProj_, "");
+  renderMeshes(transparentNoHdr_, viewProj_, "");
+}
+
+void RasRenSceneViewport::getCulledMeshes(std::vector<RasRenDrawCall*>& out) {
+  refreshCamera();
+  Profiler& profiler = renderer_->profiler();
+  std::vector<ka::Ref<RasRenOccluder::Culler>> cullers;
+  for (auto const& occluder : scene_->occluders()) {
+    cullers.push_back(orthographic_ ? SphereOrthoCuller::make(occluder->sphere(), &viewDirection_)
+                                    : SphereProjectionCuller::make(occluder->sphere(), cameraPosition_));
+  }
+  out.reserve(out.size() + scene_->meshCount());
+  for (auto const& group : scene_->lodGroups()) {
+    int level = group->CalculateLODLevel(cameraPosition_);
+    for (RasRenMeshInstance* instance : group->members()) {
+      if (!instance->inLODRange(level)) continue;
+      if (!instance->bypassesCulling()) {
+        ka::Vec3<float> corners[8];
+        instance->bounds().buildCorners(corners);
+        bool occluded = std::any_of(cullers.begin(), cullers.end(),
+                                    [&](auto const& culler) { return culler->isConvexPointSetOccluded(corners, 8); });
+        if (occluded) {
+          profiler.noteEvent("cull occluder", 1);
+          continue;
+        }
+        if (!frustum_.intersectsConvexPointSet(corners, 8)) {
+          profiler.noteEvent("cull frustum", 1);
+          continue;
+        }
+        profiler.noteEvent("cull (pass)", 1);
+      }
+      float distance = std::numeric_limits<float>::infinity();
+      if (instance->requiresDistanceSort())
+        distance = ka::lengthSquared(instance->bounds().center - cameraPosition_) + instance->distanceBias();
+      for (RasRenDrawCall& call : instance->drawCalls()) {
+        if (!call.effect) continue;
+        call.distance = distance;
+        out.push_back(&call);
+      }
+    }
+  }
+}
+
+void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls, ka::Mat4x4f const& viewProj,
+                                       std::string_view techniqueName) {
+  if (calls.empty()) return;
+  ras::Rasterizer* rasterizer = renderer_->rasterizer();
+  ka::Mat4x4f viewInverse = view_.inverse3x4();
+  ka::Mat4x4f projection = ka::mul(viewInverse, viewProj);
+  RasRenEffect* lastEffect = nullptr;
+  RasRenTechnique* technique = nullptr;
+  RasMeshVertexBuffer* lastVertices = nullptr;
+  RasMeshIndexBuffer* lastIndices = nullptr;
+  BoundParameterBlock* lastBlock = nullptr;
+  for (RasRenDrawCall* call : calls) {
+    if (call->effect.get() != lastEffect) {
+      lastEffect = call->effect.get();
+      technique = lastEffect->selectTechnique(techniqueName);
+      if (technique && technique->program()) {
+        ras::HalParameterBlock* pass = technique->program()->parameterBlock();
+        ka::Vec3<float> const& eye = cameraPosition();
+        pass->setVector(slots_[SLOT_cameraPos], {eye.x, eye.y, eye.z, 1});
+        pass->setMatrix(slots_[SLOT_ViewTransform], view_);
+        pass->setMatrix(slots_[SLOT_ViewProjTransform], viewProj);
+        pass->setMatrix(slots_[SLOT_ProjTransform], projection);
+        float time = float(scene_->time());
+        pass->setVector(slots_[SLOT_Time], {time, time, time, time});
+      }
+      // A new program has none of the material's parameters yet.
+      lastBlock = nullptr;
+    }
+    if (!technique || !technique->program()) continue;
+    if (call->vertexBuffer != lastVertices) {
+      lastVertices = call->vertexBuffer;
+      rasterizer->setStreamSource(lastVertices);
+    }
+    if (call->indexBuffer != lastIndices) {
+      lastIndices = call->indexBuffer;
+      rasterizer->setIndices(lastIndices ? lastIndices->buffer() : nullptr);
+    }
+    if (call->boundBlock.get() != lastBlock) {
+      lastBlock = call->boundBlock.get();
+      technique->setParameters(lastBlock, true, true);
+    }
+    ras::HalParameterBlock* parameters = technique->program()->parameterBlock();
+    ka::Mat4x4f const& world = call->worldMatrix ? *call->worldMatrix : ka::Mat4x4f::identity();
+    parameters->setMatrix(slots_[SLOT_WorldTransform], world);
+    parameters->setMatrix(slots_[SLOT_WorldViewTransform], ka::mul(world, view_));
+    parameters->setMatrix(slots_[SLOT_WorldViewProjTransform], ka::mul(world, viewProj));
+    if (call->matrices) parameters->setMatrixArray(slots_[SLOT_WorldTransformArray], call->matrices, call->instanceCount);
+    technique->begin();
+    if (call->indexBuffer) {
+      rasterizer->drawIndexedPrimitive(call->primitiveType, call->vertexStart, 0, 0, call->startIndex,
+                                       call->primitiveCount);
+    } else {
+      rasterizer->drawPrimitive(call->primitiveType, call->vertexStart + call->startIndex, call->primitiveCount);
+    }
+    technique->end();
+  }
+}
+
+}  // namespace vorn

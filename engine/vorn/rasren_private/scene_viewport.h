@@ -1,0 +1,85 @@
+// Draws a scene through a camera into a rectangle: culls, sorts and sorts out the draw calls, and
+// runs the passes. The passes of later features (lighting, HDR, render chains) join here.
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "draw_call.h"
+#include "scene.h"
+#include "vorn/rasren.h"
+
+namespace vorn {
+
+class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
+ public:
+  RasRenSceneViewport(RasRen* renderer, ka::Rect<int> const& rect, ka::RefNoCount<ren::Scene> scene);
+
+  void setBackground(ka::Color4f const& colour) override { background_ = colour; }
+  void setScene(ka::RefNoCount<ren::Scene> scene) override;
+  void setViewMatrix(ka::Mat4x4f const& view) override;
+  void setProjectionMatrix(ka::Mat4x4f const& projection) override;
+  void setFrustum(ka::Frustum const& frustum) override { frustum_ = frustum; }
+  void setRect(ka::Rect<int> const& rect) override { rect_ = rect; }
+
+  ka::Rect<int> rect() const override { return rect_; }
+  // The scene is drawn over every pixel of the rectangle.
+  bool getOpaque() const override { return true; }
+  void render() override;
+
+  float nearDistance() const { return near_; }
+  float farDistance() const { return far_; }
+  bool orthographic() const { return orthographic_; }
+  ka::Vec3<float> const& cameraPosition();
+  // The identity, shifted by half a pixel where the rasterizer wants it.
+  ka::Mat4x4f getDefaultViewProj() const;
+
+  // The draw calls that survive culling, each with its distance; notes each verdict.
+  void getCulledMeshes(std::vector<RasRenDrawCall*>& out);
+  // Draws `calls` in order with the effects' technique of that name ("Default" when empty).
+  void renderMeshes(std::vector<RasRenDrawCall*> const& calls, ka::Mat4x4f const& viewProj,
+                    std::string_view techniqueName);
+
+ private:
+  enum Slot {
+    SLOT_WorldTransform,
+    SLOT_WorldViewTransform,
+    SLOT_WorldViewProjTransform,
+    SLOT_ViewTransform,
+    SLOT_ViewProjTransform,
+    SLOT_ProjTransform,
+    SLOT_SkyboxTransform,
+    SLOT_SkyboxTexture,
+    SLOT_WorldTransformArray,
+    SLOT_BatchTransforms,
+    SLOT_BatchIndices,
+    SLOT_cameraPos,
+    SLOT_Time,
+    SLOT_PostSourceTexture,
+    SLOT_lightPositionOnScreen,
+    SLOT_Count
+  };
+
+  void refreshCamera();
+  ka::Mat4x4f projectionForTarget(int width, int height) const;
+
+  RasRen* renderer_;
+  ka::Rect<int> rect_;
+  ka::Color4f background_{0, 0, 0, 1};
+  ka::Mat4x4f view_ = ka::Mat4x4f::identity();
+  ka::Mat4x4f projection_ = ka::Mat4x4f::identity();
+  ka::Mat4x4f viewProj_ = ka::Mat4x4f::identity();
+  ka::Frustum frustum_;
+  ka::Ref<RasRenScene> scene_;
+  bool cameraPositionDirty_ = true;
+  ka::Vec3<float> cameraPosition_{0, 0, 0};
+  ka::Vec3<float> cameraAxes_[3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+  ka::Vec3<float> viewDirection_{0, 0, -1};
+  float near_ = 0, far_ = 0;
+  bool orthographic_ = false;
+  int slots_[SLOT_Count];
+  // Kept between frames so that filling them allocates nothing once they have grown.
+  std::vector<RasRenDrawCall*> calls_, overlay_, general_, lit_, solidUnlit_, transparentHdr_, transparentNoHdr_;
+};
+
+}  // namespace vorn
