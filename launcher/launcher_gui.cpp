@@ -1,5 +1,6 @@
 #include "launcher_gui.h"
 
+#include <algorithm>
 #include <chrono>
 #include <map>
 #include <sstream>
@@ -14,6 +15,7 @@
 #include "ka/system_dirs.h"
 #include "launcher_hosts.h"
 #include "launcher_options.h"
+#include "launcher_surface.h"
 #include "launcher_version.h"
 #include "net/http_pump.h"
 #include "vorn/osutil.h"
@@ -110,7 +112,13 @@ LauncherGUI::~LauncherGUI() {
 
 void LauncherGUI::setup() {
   platform()->getWindowSize(width, height);
-  // The main and UI viewports are made here once the renderer exists.
+  if (vorn::ren::Renderer* ren = renderer()) {
+    mainViewport = ren->createSceneViewport({0, 0, width, height}, nullptr);
+    uiViewport = ren->createSceneViewport({0, 0, width, height}, nullptr);
+    placeViewports();
+    ren->addViewport(mainViewport.get());
+    ren->addViewport(uiViewport.get());
+  }
   std::string localStore = ka::path::join(ka::getUserDataDir(config.company, "ZandorLauncher"), "localstore");
   vorn::osutil::mkdirAndParents(localStore);
   webui::WebUISettings settings{hostDir, localStore, cmdline_softwareui.isSet()};
@@ -130,7 +138,12 @@ void LauncherGUI::setup() {
 void LauncherGUI::dispatch(vorn::UIEvent const& event) {
   if (event.type == vorn::ET_Resize) {
     platform()->getWindowSize(width, height);
-    // The viewports take the new rectangle here once the renderer exists.
+    if (uiViewport) {
+      placeViewports();
+      // The quad shows the old surface; the new one's CreateSurface makes the next.
+      uiViewport->setScene(nullptr);
+    }
+    pictureChanged = true;
     if (view) view->Resize(unsigned(width), unsigned(height));
   }
   if (view && coherent) coherent->dispatchToView(event, view);
@@ -144,17 +157,41 @@ void LauncherGUI::SystemReady() {
   coherent->loadLocalView("index.html", width, height, this, false, script.str());
 }
 
+void LauncherGUI::placeViewports() {
+  ka::Rect<int> rect{0, 0, width, height};
+  auto convention = ka::ClipSpaceConvention(renderer()->getClipSpaceConvention());
+  mainViewport->setRect(rect);
+  // Height over width, the inverse of the usual aspect; this viewport never has a scene.
+  mainViewport->setProjectionMatrix(
+      ka::Mat4x4f::perspective(convention, 1.0f, float(height) / float(std::max(width, 1)), 1.0f, 1000.0f));
+  uiViewport->setRect(rect);
+  uiViewport->setProjectionMatrix(launcher::surfaceProjection(*renderer(), width, height));
+}
+
 void LauncherGUI::CreateSurface(bool, unsigned, unsigned, webui::SurfaceResponse* response) {
-  // The texture for the picture is made here once the renderer exists.
-  webui::initSharedMemory((unsigned long)(width) * (unsigned long)(height) * 4, response);
+  // Sized by the window, whatever size the page asks for.
+  unsigned long size = (unsigned long)(width) * (unsigned long)(height) * 4;
+  vorn::ren::Renderer* ren = renderer();
+  if (!ren) {
+    webui::initSharedMemory(size, response);
+    return;
+  }
+  uiTexture = launcher::createSurfaceTexture(*ren, width, height);
+  webui::initSharedMemory(size, uiTexture.get(), response);
+  uiViewport->setScene(launcher::makeSurfaceScene(*ren, materialLibrary(), uiTexture.get(), width, height).get());
 }
 
 void LauncherGUI::DestroySurface(webui::SurfaceHandle handle, bool) { webui::destroySharedMemory(handle); }
 
-void LauncherGUI::OnDraw(webui::SurfaceHandle, bool, int, int) {
-  // The UI viewport's projection follows the window, and the picture goes into the UI
-  // texture, once the renderer exists.
+void LauncherGUI::OnDraw(webui::SurfaceHandle handle, bool, int, int) {
+  if (!uiViewport) return;
+  uiViewport->setProjectionMatrix(launcher::surfaceProjection(*renderer(), width, height));
+  if (!uiTexture) return;
+  if (webui::readFromSharedMemory(handle, (unsigned long)(width) * (unsigned long)(height) * 4, uiTexture))
+    pictureChanged = true;
 }
+
+bool LauncherGUI::frameWanted() { return pictureChanged.exchange(false); }
 
 void LauncherGUI::OnError(webui::SystemError const& error) { KA_LOG(Error) << error.Message; }
 

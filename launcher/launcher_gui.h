@@ -18,6 +18,8 @@
 #include "ka/logsink.h"
 #include "launcher_config.h"
 #include "net/http.h"
+#include "vorn/profiler.h"
+#include "vorn/renderer.h"
 #include "update/progress.h"
 #include "update/update_context.h"
 #include "webui/listeners.h"
@@ -49,6 +51,8 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   void setup() override;
   // Hands progress and results of jobs to the page.
   void update(float seconds) override;
+  // Only when a new picture of the page arrived or the window changed.
+  bool frameWanted() override;
 
   void SystemReady() override;
   void OnError(webui::SystemError const& error) override;
@@ -117,10 +121,20 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   bool checkLauncherChecksumMatches(std::string const& latest);
 
   UIHostMaker makeUIHost;
+  // The window's rectangle and projections for the two viewports.
+  void placeViewports();
+
   std::unique_ptr<webui::WebUI> coherent;
+  // Draws nothing of its own; it lies under the page's viewport.
+  ka::Ref<vorn::ren::SceneViewport> mainViewport;
+  vorn::Profiler profiler;
   webui::View* view = nullptr;
   int32_t width = 0;
   int32_t height = 0;
+  ka::Ref<vorn::Texture> uiTexture;
+  // Shows the page as one quad; its scene is made with each surface.
+  ka::Ref<vorn::ren::SceneViewport> uiViewport;
+  std::atomic<bool> pictureChanged{false};
   std::shared_ptr<update::UpdateContext> updateContext;
   int64_t nextProgressTime = 0;  // microseconds of the system clock
   std::atomic<bool> busy{false};

@@ -5,6 +5,7 @@
 #include "game/platform.h"
 #include "ka/log.h"
 #include "vorn/material.h"
+#include "vorn/rasren.h"
 
 namespace vorn {
 
@@ -16,13 +17,14 @@ void Game::ReleaseMaterialLibrary::operator()(MaterialLibrary* library) const { 
 Game::~Game() = default;
 
 ren::Renderer* Game::doCreateRenderer() {
-  // The standard renderer is made from these, in this order; the first call brings the window
-  // into being. There is no standard renderer in this build yet, so there is nothing to make.
-  platform_->getRasterizer();
-  platform_->getPresenter();
-  platform_->getFilesystem();
-  platform_->getProfiler();
-  return nullptr;
+  // Asked in this order; the first call brings the window into being. A platform without
+  // graphics gives no rasterizer, and the game then runs without a renderer.
+  ras::Rasterizer* rasterizer = platform_->getRasterizer();
+  Presenter* presenter = platform_->getPresenter();
+  ka::Ref<Filesystem> filesystem = platform_->getFilesystem();
+  Profiler* profiler = platform_->getProfiler();
+  if (!rasterizer || !profiler) return nullptr;
+  return createRasterRenderer(rasterizer, presenter, filesystem, *profiler);
 }
 
 void Game::createRenderer() {

@@ -29,6 +29,10 @@ class Game {
   // Advisory; the run loops pace frames themselves.
   virtual float desiredUpdatePeriod() { return 0.0f; }
   virtual void update(float) {}
+  // Whether this frame must be drawn. A game that knows when its picture changes says false for
+  // the frames in between, and the frame then neither presents nor swaps; by default every
+  // frame is drawn.
+  virtual bool frameWanted() { return true; }
   virtual void present();
 
   // Makes the renderer (replacing any earlier one) and loads the standard effects.

@@ -45,6 +45,10 @@ class LinuxGameProxy {
     ScopeGLContext scope(lock_);
     game_->update(seconds);
   }
+  bool frameWanted() {
+    ScopeGLContext scope(lock_);
+    return game_->frameWanted();
+  }
   void present() {
     ScopeGLContext scope(lock_);
     game_->present();

@@ -87,6 +87,7 @@ LinuxGLView::LinuxGLView(std::string const& title, Profiler& profiler, ka::TaskQ
   glfwSetScrollCallback(window_, &onScroll);
   glfwSetFramebufferSizeCallback(window_, &onFramebufferSize);
   glfwSetWindowCloseCallback(window_, &onClose);
+  glfwSetWindowRefreshCallback(window_, &onRefresh);
 }
 
 LinuxGLView::~LinuxGLView() {
@@ -123,16 +124,21 @@ void LinuxGLView::frame() {
     ScopeGLContext scope(&lock_);
     // The very first frame only presents: there is no previous frame to measure from.
     if (prevUpdate_ != 0.0) proxy_->update(float(now - prevUpdate_));
-    // A game without a renderer still shows a clean window, not what the buffer held before.
-    if (!proxy_->renderer()) {
-      glBindFramebuffer(GL_FRAMEBUFFER, 0);
-      glClearColor(0, 0, 0, 1);
-      glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    // Asked every frame, so that the game's own notion of a change is used up; a window that
+    // was exposed or resized is drawn whatever the game says.
+    bool wanted = proxy_->frameWanted();
+    if (refresh_.exchange(false) || wanted) {
+      // A game without a renderer still shows a clean window, not what the buffer held before.
+      if (!proxy_->renderer()) {
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+        glClearColor(0, 0, 0, 1);
+        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+      }
+      proxy_->present();
+      profiler_.startSubSection("SwapBuffers");
+      glfwSwapBuffers(window_);
+      profiler_.endSubSection();
     }
-    proxy_->present();
-    profiler_.startSubSection("SwapBuffers");
-    glfwSwapBuffers(window_);
-    profiler_.endSubSection();
     profiler_.nextFrame();
   }
   prevUpdate_ = now;
@@ -143,6 +149,7 @@ void LinuxGLView::sendResize() {
   int width, height;
   getSize(width, height);
   rasterizer_->resize(width, height);
+  refresh_ = true;
   PlatformEvent native;
   native.kind = PlatformEvent::Resize;
   native.windowHeight = float(height);
@@ -226,6 +233,8 @@ void LinuxGLView::onFramebufferSize(GLFWwindow* window, int width, int height) {
     if (view.started_) view.sendResize();
   });
 }
+
+void LinuxGLView::onRefresh(GLFWwindow* window) { of(window).refresh_ = true; }
 
 void LinuxGLView::onClose(GLFWwindow* window) {
   LinuxGLView& view = of(window);

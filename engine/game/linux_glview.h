@@ -2,6 +2,7 @@
 // window's size for any thread, and the player's input handed to the game on the main thread.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -76,6 +77,7 @@ class LinuxGLView {
   static void onScroll(GLFWwindow* window, double dx, double dy);
   static void onFramebufferSize(GLFWwindow* window, int width, int height);
   static void onClose(GLFWwindow* window);
+  static void onRefresh(GLFWwindow* window);
 
   void frame();
   // Runs one input callback under the context lock; nothing thrown may unwind into GLFW.
@@ -90,6 +92,8 @@ class LinuxGLView {
   LinuxViewInput input_;
   LinuxDisplayLink link_;
   bool started_ = false;
+  // The window must be drawn at the next frame, whatever the game says: it was exposed or resized.
+  std::atomic<bool> refresh_{true};
   double prevUpdate_ = 0.0;  // seconds of the previous frame; the frame thread's
 
   mutable std::mutex sizeMutex_;  // the frame thread reads the size GLFW gives the main thread

@@ -41,10 +41,18 @@ LinuxPlatform::~LinuxPlatform() {
     filesystem_->shutdown();
     filesystem_.reset();
   }
-  // The window and what draws into it go before the game, as the context goes with the window.
+  // The game goes first, under the context lock, while the rasterizer it draws with is still
+  // there: its renderer lets go of GL objects. The frames stop before it goes.
+  if (view_) {
+    view_->stop();
+    view_->setProxy(nullptr);
+  }
+  {
+    ScopeGLContext scope(view_ ? &view_->contextLock() : nullptr);
+    proxy_.reset();
+    refusedGame_.reset();
+  }
   view_.reset();
-  proxy_.reset();
-  refusedGame_.reset();
   tasks_.clear();
   glfwSetErrorCallback(nullptr);
   // Sanitizer builds check for leaks here, while the OpenGL driver, whose threads' data only it

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <iostream>
 #include <string>
+#include <vector>
 
 namespace webui {
 namespace {
@@ -58,6 +59,21 @@ SurfaceHandle initSharedMemory(unsigned long size, SurfaceResponse* response) {
   std::strncpy(handle.name, name.c_str(), sizeof handle.name - 1);
   response->Signal(handle);
   return handle;
+}
+
+SurfaceHandle initSharedMemory(unsigned long size, ka::RefNoCount<vorn::Texture> texture, SurfaceResponse* response) {
+  std::vector<unsigned char> blank(size, 0);
+  texture->setBits(0, blank.data(), 0, vorn::CUBE_PositiveX);
+  return initSharedMemory(size, response);
+}
+
+bool readFromSharedMemory(SurfaceHandle const& handle, unsigned long size, ka::Ref<vorn::Texture>& texture) {
+  if ((unsigned long)(texture->width()) * (unsigned long)(texture->height()) * 4 != size) return false;
+  void* mapped = ::mmap(nullptr, size, PROT_READ, MAP_SHARED, handle.fd, 0);
+  if (mapped == MAP_FAILED) return false;
+  texture->setBits(0, mapped, 0, vorn::CUBE_PositiveX);
+  ::munmap(mapped, size);
+  return true;
 }
 
 bool readFromSharedMemory(SurfaceHandle const& handle, unsigned long size, void* destination) {

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <string>
 
+#include "ka/counted.h"
+#include "vorn/rasterizer.h"
 #include "webui/listeners.h"
 
 namespace webui {
@@ -17,6 +19,11 @@ int createSurfaceFile(std::string const& path, unsigned long size);
 // Makes a zero-filled file of `size` bytes and hands its handle to `response`. A file that
 // can't be made is reported on the error stream and handed on with descriptor -1.
 SurfaceHandle initSharedMemory(unsigned long size, SurfaceResponse* response);
+// As above, having first made `texture` blank, so that no old memory is ever shown.
+SurfaceHandle initSharedMemory(unsigned long size, ka::RefNoCount<vorn::Texture> texture, SurfaceResponse* response);
+// Uploads the picture into mip 0 of `texture`; false, and nothing done, if the texture's
+// width * height * 4 isn't `size` (a picture of another window size) or the file can't be mapped.
+bool readFromSharedMemory(SurfaceHandle const& handle, unsigned long size, ka::Ref<vorn::Texture>& texture);
 // Copies `size` bytes of the picture; false if the file can't be mapped.
 bool readFromSharedMemory(SurfaceHandle const& handle, unsigned long size, void* destination);
 bool readFromSharedMemoryIntoBuffer(SurfaceHandle const& handle, char* destination, unsigned long size);

@@ -14,6 +14,7 @@
 #include "support/launcher_home.h"
 #include "support/local_http_server.h"
 #include "support/page_driver.h"
+#include "support/request_log.h"
 #include "support/slow_site.h"
 #include "support/text.h"
 
@@ -53,23 +54,6 @@ TEST(LauncherPage, APageRunsAJobAndEndsTheLauncher) {
   EXPECT_NE(log.find("INFO Coherent local store: \"" + home.dataDir("Test Studio", "ZandorLauncher") + "/localstore\""),
             std::string::npos);
 }
-
-// The lines the development server logs, one per request.
-class RequestLog : public ka::LogSink {
- public:
-  void write(std::string const& line) override {
-    std::lock_guard lock(mutex_);
-    lines_.push_back(line);
-  }
-  bool has(std::string const& part) const {
-    std::lock_guard lock(mutex_);
-    return std::any_of(lines_.begin(), lines_.end(), [&](std::string const& l) { return l.find(part) != l.npos; });
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> lines_;
-};
 
 std::string const kPassword = "correct horse battery staple";
 

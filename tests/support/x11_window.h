@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <string>
 #include <utility>
+#include <vector>
 
 // Asks the window to close, as a window manager's close button does.
 inline void sendDeleteWindow(unsigned long window) {
@@ -35,6 +36,34 @@ inline int64_t windowPixel(unsigned long window, int x, int y) {
   if (image) XDestroyImage(image);
   XCloseDisplay(display);
   return pixel;
+}
+
+// The window's pixels, rows top-down, 3 bytes a pixel (R, G, B); empty if it can't be read.
+inline std::vector<unsigned char> windowImage(unsigned long window, int width, int height) {
+  std::vector<unsigned char> rgb;
+  Display* display = XOpenDisplay(nullptr);
+  if (!display) return rgb;
+  // A window not yet shown, or of another size, can't be read: no image, rather than the end of
+  // the test program.
+  XErrorHandler previous = XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
+  XImage* image = XGetImage(display, window, 0, 0, unsigned(width), unsigned(height), AllPlanes, ZPixmap);
+  if (image) {
+    rgb.resize(size_t(width) * size_t(height) * 3);
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        unsigned long pixel = XGetPixel(image, x, y);
+        unsigned char* out = &rgb[(size_t(y) * size_t(width) + size_t(x)) * 3];
+        out[0] = (unsigned char)(pixel >> 16);
+        out[1] = (unsigned char)(pixel >> 8);
+        out[2] = (unsigned char)pixel;
+      }
+    }
+    XDestroyImage(image);
+  }
+  XSync(display, False);
+  XSetErrorHandler(previous);
+  XCloseDisplay(display);
+  return rgb;
 }
 
 // Runs xdotool with `args`; true if it succeeded.
