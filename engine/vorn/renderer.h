@@ -52,6 +52,10 @@ class MeshInstance : public SceneInstance {
   virtual void setDrawOrder(int order) = 0;
   // Draws the mesh once per matrix, through the shader's "WorldTransformArray".
   virtual void setTransforms(ka::Mat4x4f const* transforms, int count) = 0;
+  // Draws the mesh instanced, once per matrix, each applied before the instance's own transform;
+  // a count of 0 ends it. Techniques with a "Batch" variant draw each 4096 in one call, others
+  // draw once per matrix.
+  virtual void setBatchTransforms(ka::Mat4x4f const* transforms, int count, int stride) = 0;
   virtual void setMaterial(int group, Material const& material) = 0;
   // By the material group's name, ignoring case; an unknown name changes nothing.
   virtual void setMaterial(ka::StringRange group, Material const& material) = 0;

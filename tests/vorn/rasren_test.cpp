@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 
 #include "support/picture_file.h"
 #include "support/renderer_fixture.h"
+#include "support/temp_dir.h"
 #include "vorn/rasren_private/effect.h"
 #include "vorn/rasren_private/scene_viewport.h"
 
@@ -220,6 +223,115 @@ TEST_F(RasRenTest, TexturesAreTheRendersUntilDrawnAndTheRasterizersInMaterials) 
   ren.reset();
   EXPECT_EQ(small->factory(), nullptr);
   EXPECT_EQ(wide->width(), 65);
+}
+
+// Effects of the test's own: one that draws instanced, one without a batch variant.
+class BatchTest : public RasRenTest {
+ protected:
+  BatchTest() {
+    std::filesystem::create_directories(dir.path() + "/shaders");
+    std::filesystem::copy_file(ZANDOR_RESOURCES_DIR "/shaders/unlit.vs", dir.path() + "/shaders/unlit.vs");
+    std::filesystem::copy_file(ZANDOR_RESOURCES_DIR "/shaders/solid_unlit.fs", dir.path() + "/shaders/solid_unlit.fs");
+    write("batch.vs", R"(#version 330
+uniform mat4 u_WorldViewProjTransform;
+uniform sampler2D u_BatchTransforms;
+in vec3 a_Position;
+in vec4 a_Color;
+out vec4 v_Color;
+void main() {
+  mat4 batch = mat4(texelFetch(u_BatchTransforms, ivec2(0, gl_InstanceID), 0),
+                    texelFetch(u_BatchTransforms, ivec2(1, gl_InstanceID), 0),
+                    texelFetch(u_BatchTransforms, ivec2(2, gl_InstanceID), 0),
+                    texelFetch(u_BatchTransforms, ivec2(3, gl_InstanceID), 0));
+  v_Color = a_Color;
+  gl_Position = u_WorldViewProjTransform * (batch * vec4(a_Position, 1.0));
+}
+)");
+    write("test.json", R"({"effects": [
+        {"name": "instanced", "techniques": [
+          {"name": "Default", "vertex": "unlit.vs", "pixel": "solid_unlit.fs", "depth": {"compare": "always"}},
+          {"name": "Batch", "vertex": "batch.vs", "pixel": "solid_unlit.fs", "depth": {"compare": "always"}}]},
+        {"name": "plain", "techniques": [
+          {"name": "Default", "vertex": "unlit.vs", "pixel": "solid_unlit.fs", "depth": {"compare": "always"}}]}]})");
+    ka::Ref<Filesystem> own = createStdioFilesystem();
+    own->mount(dir.path(), "/", true);
+    ren = std::make_unique<RasRen>(ras.get(), nullptr, own, profiler);
+    ren->loadEffects("/shaders/test.json");
+  }
+  void write(std::string const& name, std::string const& text) {
+    std::ofstream(dir.path() + "/shaders/" + name) << text;
+  }
+  // A 2 by 2 pixel square at the origin, drawn at (4, 4), (14, 4) and (24, 4), or `count` times.
+  ka::Ref<ren::MeshInstance> squares(ka::RefNoCount<ren::Scene> scene, char const* effect, int count = 3) {
+    Material material(library.get(), effect);
+    material.setVec("Color", {1, 0, 0, 1});
+    MeshBuilder<VertexP3C4bT2> builder(ren.get());
+    builder.setMaterial(material);
+    VertexP3C4bT2 a{{0, 0, 0}, ~0u, {0, 0}}, b{{2, 0, 0}, ~0u, {0, 0}}, c{{2, 2, 0}, ~0u, {0, 0}},
+        d{{0, 2, 0}, ~0u, {0, 0}};
+    builder.addTri(a, b, c);
+    builder.addTri(c, d, a);
+    builder.flush();
+    auto instance = scene->addMesh(builder.meshes().front().get(), ka::Mat4x4f::translation({4, 4, 0}),
+                                   ren::TK_World);
+    std::vector<ka::Mat4x4f> transforms;
+    for (int i = 0; i < count; ++i) transforms.push_back(ka::Mat4x4f::translation({float(i % 3) * 10, 0, 0}));
+    instance->setBatchTransforms(transforms.data(), count, 1);
+    return instance;
+  }
+  void expectThreeSquares() {
+    Bytes pixels = frame();
+    for (int x : {5, 15, 25}) EXPECT_EQ(at(pixels, x, 5), kRedPixel) << "square at " << x;
+    EXPECT_EQ(at(pixels, 10, 5), (Bytes{0, 0, 0, 255}));
+  }
+
+  TempDir dir;
+};
+
+TEST_F(BatchTest, AnEffectWithABatchVariantDrawsEachBlockOfTransformsInOneCall) {
+  ka::Ref<ren::Scene> scene = ren->createScene();
+  auto instance = squares(scene, "instanced");
+  ka::Ref<ren::SceneViewport> viewport = pixelViewport(scene);
+  ren->addViewport(viewport.get());
+  fillBackBuffer({0, 0, 0, 1});
+  presentOneFrame();
+  expectThreeSquares();
+  EXPECT_EQ(events("draw indexed batches"), 1);
+  EXPECT_EQ(events("draw indexed batch total"), 3);
+  EXPECT_EQ(events("unrolled batches"), 0);
+
+  // 4097 transforms take two blocks, and two calls.
+  squares(scene, "instanced", 4097);
+  instance->remove();
+  fillBackBuffer({0, 0, 0, 1});
+  presentOneFrame();
+  expectThreeSquares();
+  EXPECT_EQ(events("draw indexed batches"), 2);
+  EXPECT_EQ(events("draw indexed batch total"), 4097);
+
+  // A count of 0 ends batching: the mesh is drawn once, where the instance is.
+  ka::Ref<ren::Scene> single = ren->createScene();
+  squares(single, "instanced")->setBatchTransforms(nullptr, 0, 0);
+  viewport->setScene(single.get());
+  fillBackBuffer({0, 0, 0, 1});
+  presentOneFrame();
+  EXPECT_EQ(events("draw indexed prim"), 1);
+  EXPECT_EQ(at(frame(), 5, 5), kRedPixel);
+  EXPECT_EQ(at(frame(), 15, 5), (Bytes{0, 0, 0, 255}));
+}
+
+TEST_F(BatchTest, AnEffectWithoutOneDrawsOncePerTransform) {
+  ka::Ref<ren::Scene> scene = ren->createScene();
+  squares(scene, "plain");
+  ka::Ref<ren::SceneViewport> viewport = pixelViewport(scene);
+  ren->addViewport(viewport.get());
+  fillBackBuffer({0, 0, 0, 1});
+  presentOneFrame();
+  expectThreeSquares();
+  EXPECT_EQ(events("unrolled batches"), 1);
+  EXPECT_EQ(events("unrolled batch count"), 3);
+  EXPECT_EQ(events("draw indexed prim"), 3);
+  EXPECT_EQ(events("draw indexed batches"), 0);
 }
 
 }  // namespace

@@ -61,6 +61,7 @@ class RasRenEffect : public ka::Counted {
   // keeps the current one, which a pass without its own technique relies on. May be null.
   RasRenTechnique* selectTechnique(std::string_view name);
 
+  bool hasTechnique(std::string_view name) const { return techniques_.find(name) != techniques_.end(); }
   std::string const& name() const { return name_; }
   bool virtualTextured() const { return virtualTextured_; }
   bool hdr() const { return hdr_; }

@@ -39,6 +39,7 @@ void RasRenMeshInstance::buildDrawCall(size_t group) {
     call.matrices = transforms_.data();
     call.instanceCount = int(transforms_.size());
   }
+  applyBatch(call);
   RasRen* ren = renderer();
   if (!ren || !materials_[group].defined()) return;
   Material material = ren->getRasterizerMaterial(materials_[group]);
@@ -69,7 +70,39 @@ void RasRenMeshInstance::setTransforms(ka::Mat4x4f const* transforms, int count)
   for (RasRenDrawCall& call : drawCalls_) {
     call.matrices = transforms_.empty() ? nullptr : transforms_.data();
     call.instanceCount = int(transforms_.size());
+    applyBatch(call);
   }
+}
+
+void RasRenMeshInstance::setBatchTransforms(ka::Mat4x4f const* transforms, int count, int stride) {
+  RasRen* ren = renderer();
+  if (!ren) return;
+  count = std::max(count, 0);
+  batchTransforms_.assign(transforms, transforms + count);
+  batchStride_ = stride;
+  // Whole blocks are uploaded, the tail of the last one zero.
+  size_t blocks = (size_t(count) + kBatchBlock - 1) / kBatchBlock;
+  batchBlocks_.resize(blocks);
+  std::vector<ka::Mat4x4f> block(kBatchBlock);
+  for (size_t b = 0; b < blocks; ++b) {
+    if (!batchBlocks_[b])
+      batchBlocks_[b] = ren->rasterizer()->getTextureFactory()->createTexture(TF_RGBA32F, 4, kBatchBlock, 1,
+                                                                             TextureFilter(0), false,
+                                                                             kBatchTransformCategory);
+    size_t first = b * kBatchBlock, n = std::min<size_t>(kBatchBlock, size_t(count) - first);
+    std::fill(std::copy_n(batchTransforms_.begin() + ptrdiff_t(first), n, block.begin()), block.end(), ka::Mat4x4f{});
+    batchBlocks_[b]->setBits(0, block.data(), 0, CUBE_PositiveX);
+  }
+  for (RasRenDrawCall& call : drawCalls_) applyBatch(call);
+}
+
+void RasRenMeshInstance::applyBatch(RasRenDrawCall& call) {
+  bool batched = !batchTransforms_.empty();
+  call.batchCount = int(batchTransforms_.size());
+  call.batchStride = batched ? batchStride_ : 0;
+  call.batchBlocks = batched ? &batchBlocks_ : nullptr;
+  if (batched) call.matrices = batchTransforms_.data();
+  else if (transforms_.empty()) call.matrices = nullptr;
 }
 
 void RasRenMeshInstance::setMaterial(int group, Material const& material) {

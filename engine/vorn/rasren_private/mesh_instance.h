@@ -24,6 +24,7 @@ class RasRenMeshInstance : public ren::MeshInstance, public ka::DListItem {
   void setTransformKind(ren::TransformKind kind) override;
   void setDrawOrder(int order) override;
   void setTransforms(ka::Mat4x4f const* transforms, int count) override;
+  void setBatchTransforms(ka::Mat4x4f const* transforms, int count, int stride) override;
   void setMaterial(int group, Material const& material) override;
   void setMaterial(ka::StringRange group, Material const& material) override;
   void setLODGroup(ka::RefNoCount<ren::LODGroup> group, int lodMin, int lodMax) override;
@@ -39,7 +40,7 @@ class RasRenMeshInstance : public ren::MeshInstance, public ka::DListItem {
   bool inLODRange(int level) const { return lodMin_ <= level && level <= lodMax_; }
   // Instances drawn through a transform array, or whose mesh has no measured positions, are
   // never culled: their box would not say where they are.
-  bool bypassesCulling() const { return transforms_.size() > 0 || !hasBounds_; }
+  bool bypassesCulling() const { return !transforms_.empty() || !batchTransforms_.empty() || !hasBounds_; }
   // The box in world space, recomputed after a change of transform.
   ka::OBB const& bounds();
   bool requiresDistanceSort() const { return requiresDistanceSort_; }
@@ -59,6 +60,10 @@ class RasRenMeshInstance : public ren::MeshInstance, public ka::DListItem {
   std::vector<Material> materials_;  // the mesh's, until set here
   std::vector<RasRenDrawCall> drawCalls_;
   std::vector<ka::Mat4x4f> transforms_;
+  std::vector<ka::Mat4x4f> batchTransforms_;
+  std::vector<ka::Ref<Texture>> batchBlocks_;
+  int batchStride_ = 0;
+  void applyBatch(RasRenDrawCall& call);
   ka::AABB localBox_;
   ka::OBB bounds_;
   bool hasBounds_ = false;

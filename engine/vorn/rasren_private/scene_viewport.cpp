@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
 #include "vorn/profiler.h"
 
@@ -160,17 +161,23 @@ void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls
                                        std::string_view techniqueName) {
   if (calls.empty()) return;
   ras::Rasterizer* rasterizer = renderer_->rasterizer();
-  ka::Mat4x4f viewInverse = view_.inverse3x4();
-  ka::Mat4x4f projection = ka::mul(viewInverse, viewProj);
+  Profiler& profiler = renderer_->profiler();
+  std::string batchName = std::string(techniqueName) + "Batch";
+  ka::Mat4x4f projection = ka::mul(view_.inverse3x4(), viewProj);
   RasRenEffect* lastEffect = nullptr;
+  bool lastBatched = false, unroll = false;
   RasRenTechnique* technique = nullptr;
   RasMeshVertexBuffer* lastVertices = nullptr;
   RasMeshIndexBuffer* lastIndices = nullptr;
   BoundParameterBlock* lastBlock = nullptr;
   for (RasRenDrawCall* call : calls) {
-    if (call->effect.get() != lastEffect) {
+    bool batched = call->batchCount >= 1;
+    if (call->effect.get() != lastEffect || batched != lastBatched) {
       lastEffect = call->effect.get();
-      technique = lastEffect->selectTechnique(techniqueName);
+      lastBatched = batched;
+      // Instanced where the effect has a batch variant; otherwise drawn once per transform.
+      unroll = batched && !lastEffect->hasTechnique(batchName);
+      technique = lastEffect->selectTechnique(batched && !unroll ? std::string_view(batchName) : techniqueName);
       if (technique && technique->program()) {
         ras::HalParameterBlock* pass = technique->program()->parameterBlock();
         ka::Vec3<float> const& eye = cameraPosition();
@@ -197,18 +204,49 @@ void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls
       lastBlock = call->boundBlock.get();
       technique->setParameters(lastBlock, true, true);
     }
-    ras::HalParameterBlock* parameters = technique->program()->parameterBlock();
-    ka::Mat4x4f const& world = call->worldMatrix ? *call->worldMatrix : ka::Mat4x4f::identity();
-    parameters->setMatrix(slots_[SLOT_WorldTransform], world);
-    parameters->setMatrix(slots_[SLOT_WorldViewTransform], ka::mul(world, view_));
-    parameters->setMatrix(slots_[SLOT_WorldViewProjTransform], ka::mul(world, viewProj));
-    if (call->matrices) parameters->setMatrixArray(slots_[SLOT_WorldTransformArray], call->matrices, call->instanceCount);
+    ras::HalShaderProgram* program = technique->program();
+    ka::Mat4x4f const& instance = call->worldMatrix ? *call->worldMatrix : ka::Mat4x4f::identity();
+    auto setWorld = [&](ka::Mat4x4f const& world) {
+      ras::HalParameterBlock* parameters = program->parameterBlock();
+      parameters->setMatrix(slots_[SLOT_WorldTransform], world);
+      parameters->setMatrix(slots_[SLOT_WorldViewTransform], ka::mul(world, view_));
+      parameters->setMatrix(slots_[SLOT_WorldViewProjTransform], ka::mul(world, viewProj));
+    };
+    auto draw = [&](int instances) {
+      if (instances > 0 && call->indexBuffer) {
+        rasterizer->drawIndexedBatch(call->primitiveType, call->vertexStart, 0, 0, call->startIndex,
+                                     call->primitiveCount, instances);
+      } else if (instances > 0) {
+        rasterizer->drawBatch(call->primitiveType, call->vertexStart + call->startIndex, call->primitiveCount,
+                              instances);
+      } else if (call->indexBuffer) {
+        rasterizer->drawIndexedPrimitive(call->primitiveType, call->vertexStart, 0, 0, call->startIndex,
+                                         call->primitiveCount);
+      } else {
+        rasterizer->drawPrimitive(call->primitiveType, call->vertexStart + call->startIndex, call->primitiveCount);
+      }
+    };
+
     technique->begin();
-    if (call->indexBuffer) {
-      rasterizer->drawIndexedPrimitive(call->primitiveType, call->vertexStart, 0, 0, call->startIndex,
-                                       call->primitiveCount);
+    if (batched && unroll) {
+      profiler.noteEvent("unrolled batches", 1);
+      profiler.noteEvent("unrolled batch count", call->batchCount);
+      for (int i = 0; i < call->batchCount; ++i) {
+        setWorld(ka::mul(call->matrices[i], instance));
+        draw(0);
+      }
+    } else if (batched) {
+      setWorld(instance);
+      for (size_t block = 0; block < call->batchBlocks->size(); ++block) {
+        program->textureBlock()->setTexture(slots_[SLOT_BatchTransforms], (*call->batchBlocks)[block]);
+        draw(std::min(kBatchBlock, call->batchCount - int(block) * kBatchBlock));
+      }
     } else {
-      rasterizer->drawPrimitive(call->primitiveType, call->vertexStart + call->startIndex, call->primitiveCount);
+      setWorld(instance);
+      if (call->matrices)
+        program->parameterBlock()->setMatrixArray(slots_[SLOT_WorldTransformArray], call->matrices,
+                                                  call->instanceCount);
+      draw(0);
     }
     technique->end();
   }
