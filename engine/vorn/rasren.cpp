@@ -7,6 +7,7 @@
 #include "ka/log.h"
 #include "ka/region.h"
 #include "vorn/file_stream.h"
+#include "vorn/mesh_builder.h"
 #include "vorn/profiler.h"
 #include "vorn/rasren_private/effect.h"
 #include "vorn/rasren_private/scene.h"
@@ -45,8 +46,6 @@ ka::Ref<ren::Scene> RasRen::createScene() {
   scenes_.pushBack(scene.get());
   return scene;
 }
-
-void RasRen::forgetScene(RasRenScene* scene) { scene->unlink(); }
 
 void RasRen::loadEffects(std::string const& path) {
   std::unique_ptr<File> file = fs_->open(path, nullptr);
@@ -101,6 +100,11 @@ void RasRen::removeViewport(ka::RefNoCount<ren::Viewport> viewport) {
 
 void RasRen::present() {
   if (!rasterizer_->beginScene()) return;
+  // What the last frame's quads were drawn from may be filled again.
+  for (auto& buffer : usedQuadVertices_) freeQuadVertices_.push_back(std::move(buffer));
+  usedQuadVertices_.clear();
+  for (auto& buffer : usedQuadIndices_) freeQuadIndices_.push_back(std::move(buffer));
+  usedQuadIndices_.clear();
   int width = 0, height = 0;
   rasterizer_->getBackbufferSize(width, height);
   ka::Rect<int> whole{0, 0, width, height};
@@ -121,6 +125,47 @@ void RasRen::present() {
   for (auto it = visible.rbegin(); it != visible.rend(); ++it) (*it)->render();
   rasterizer_->endScene();
   if (presenter_) presenter_->present();
+}
+
+namespace {
+
+constexpr size_t kQuadBufferSize = 340;
+
+template <class Buffer, class Make>
+ka::Ref<Buffer> lend(std::vector<ka::Ref<Buffer>>& free, std::vector<ka::Ref<Buffer>>& used, Make const& make) {
+  ka::Ref<Buffer> buffer;
+  if (free.empty()) {
+    buffer = make();
+  } else {
+    buffer = std::move(free.back());
+    free.pop_back();
+  }
+  used.push_back(buffer);
+  return buffer;
+}
+
+}  // namespace
+
+ka::Ref<RasMeshVertexBuffer> RasRen::getQuadVertexBuffer() {
+  return lend(freeQuadVertices_, usedQuadVertices_, [this] {
+    return createVertexBuffer(VF_Position3Color4bTexCoord2, kQuadBufferSize, ras::BU_Dynamic, 0);
+  });
+}
+
+ka::Ref<RasMeshIndexBuffer> RasRen::getQuadIndexBuffer() {
+  return lend(freeQuadIndices_, usedQuadIndices_,
+              [this] { return createIndexBuffer(IF_UInt16, kQuadBufferSize, ras::BU_Dynamic, 0); });
+}
+
+ka::Ref<Mesh> RasRen::getQuadMesh() {
+  if (quadMesh_) return quadMesh_;
+  MeshBuilder<VertexP3C4bT2> builder(this);
+  auto corner = [](float x, float y) { return VertexP3C4bT2{{x, y, 0}, 0xffffffffu, {x, y}}; };
+  builder.addTri(corner(0, 0), corner(1, 0), corner(1, 1));
+  builder.addTri(corner(1, 1), corner(0, 1), corner(0, 0));
+  builder.flush();
+  quadMesh_ = builder.meshes().front();
+  return quadMesh_;
 }
 
 ka::Ref<Texture> RasRen::createTexture(TextureFormat format, int width, int height, int mips, TextureFilter filter,

@@ -64,11 +64,17 @@ class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactor
   // "skinned_" + name for skinned meshes. Empty, having logged, for an unknown effect.
   ka::Ref<RasRenEffect> getRasRenEffect(std::string const& name, bool skinned);
 
+  // Two triangles over the unit square, z 0, texture coordinates equal to x and y, white; made once.
+  ka::Ref<Mesh> getQuadMesh();
+  // Buffers of 340 "Position3Color4bTexCoord2" vertices, or of as many 16-bit indices, for the
+  // quads of one frame: lent until the next present, then reused.
+  ka::Ref<RasMeshVertexBuffer> getQuadVertexBuffer();
+  ka::Ref<RasMeshIndexBuffer> getQuadIndexBuffer();
+
   ras::Rasterizer* rasterizer() const { return rasterizer_; }
   Profiler& profiler() const { return profiler_; }
   // Bottom first.
   std::vector<ka::Ref<RasRenViewport>> const& viewportStack() const { return viewports_; }
-  void forgetScene(RasRenScene* scene);
 
  private:
   ka::Ref<Texture> createTextureInternal(TextureFormat format, int width, int height, int mips, TextureFilter filter,
@@ -83,6 +89,9 @@ class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactor
   std::map<std::string, ka::Ref<RasRenEffect>, std::less<>> effects_;
   ka::DList<RasRenScene> scenes_;
   std::vector<ka::Ref<RasRenViewport>> viewports_;
+  std::vector<ka::Ref<RasMeshVertexBuffer>> freeQuadVertices_, usedQuadVertices_;
+  std::vector<ka::Ref<RasMeshIndexBuffer>> freeQuadIndices_, usedQuadIndices_;
+  ka::Ref<Mesh> quadMesh_;
   ren::RenderQuality quality_ = 1;
 };
 

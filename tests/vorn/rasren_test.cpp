@@ -225,6 +225,24 @@ TEST_F(RasRenTest, TexturesAreTheRendersUntilDrawnAndTheRasterizersInMaterials) 
   EXPECT_EQ(wide->width(), 65);
 }
 
+TEST_F(RasRenTest, QuadBuffersAreLentForOneFrameAndTheUnitQuadIsMadeOnce) {
+  ka::Ref<RasMeshVertexBuffer> a = ren->getQuadVertexBuffer(), b = ren->getQuadVertexBuffer();
+  ka::Ref<RasMeshIndexBuffer> indices = ren->getQuadIndexBuffer();
+  EXPECT_NE(a.get(), b.get());
+  EXPECT_EQ(a->format(), VF_Position3Color4bTexCoord2);
+  ren->present();
+  ka::Ref<RasMeshVertexBuffer> again = ren->getQuadVertexBuffer();
+  EXPECT_TRUE(again.get() == a.get() || again.get() == b.get()) << "a buffer of the last frame is reused";
+  EXPECT_EQ(ren->getQuadIndexBuffer().get(), indices.get());
+
+  ka::Ref<Mesh> quad = ren->getQuadMesh();
+  EXPECT_EQ(ren->getQuadMesh().get(), quad.get());
+  EXPECT_EQ(quad->getVertexBuffer()->aabbMin(), (ka::Vec3<float>{0, 0, 0}));
+  EXPECT_EQ(quad->getVertexBuffer()->aabbMax(), (ka::Vec3<float>{1, 1, 0}));
+  ASSERT_EQ(quad->getMaterialGroups().size(), 1u);
+  EXPECT_EQ(quad->getMaterialGroups()[0].primitiveCount, 2);
+}
+
 // Effects of the test's own: one that draws instanced, one without a batch variant.
 class BatchTest : public RasRenTest {
  protected:
