@@ -1,0 +1,135 @@
+// The launcher's frame on this machine's OpenGL: a new 960 by 580 picture of the page uploaded into
+// the surface texture and drawn as the blended quad of the top viewport, through the renderer,
+// against the same upload and draw written in plain GL (one texture, one program, one quad).
+// Both draw into an sRGB target of the window's size and wait for the GPU each frame.
+#include <epoxy/gl.h>
+
+#include <cstdio>
+#include <vector>
+
+#include "bench_util.h"
+#include "launcher_surface.h"
+#include "support/egl_context.h"
+#include "support/raw_gl_program.h"
+#include "vorn/gl_rasterizer_private/gl_rasterizer.h"
+#include "vorn/material.h"
+#include "vorn/profiler.h"
+#include "vorn/rasren.h"
+
+namespace {
+
+constexpr int kWidth = 960, kHeight = 580, kFrames = 30;
+
+// Two pictures, so that every frame uploads something new.
+std::vector<std::vector<unsigned char>> pictures() {
+  std::vector<std::vector<unsigned char>> out(2, std::vector<unsigned char>(size_t(kWidth) * kHeight * 4));
+  for (size_t i = 0; i < out[0].size(); ++i) {
+    out[0][i] = (unsigned char)(i * 7);
+    out[1][i] = (unsigned char)(i * 13 + 5);
+  }
+  return out;
+}
+
+double oursPerFrame(std::vector<std::vector<unsigned char>> const& pics) {
+  vorn::Profiler profiler;
+  vorn::ras::GLRasterizer ras(profiler, nullptr);
+  ras.init();
+  ras.resize(kWidth, kHeight);
+  ka::Ref<vorn::Filesystem> fs = vorn::createStdioFilesystem();
+  fs->mount(ZANDOR_RESOURCES_DIR, "/", true);
+  vorn::MaterialLibrary* library = vorn::createMaterialLibrary();
+  double seconds = 0;
+  {
+    vorn::RasRen ren(&ras, nullptr, fs, profiler);
+    ren.loadEffects("/shaders/misc.json");
+    ka::Ref<vorn::Texture> texture = launcher::createSurfaceTexture(ren, kWidth, kHeight);
+    auto viewport = ren.createSceneViewport({0, 0, kWidth, kHeight}, nullptr);
+    viewport->setProjectionMatrix(launcher::surfaceProjection(ren, kWidth, kHeight));
+    viewport->setScene(launcher::makeSurfaceScene(ren, library, texture.get(), kWidth, kHeight).get());
+    ren.addViewport(viewport.get());
+    int frame = 0;
+    auto run = [&] {
+      for (int i = 0; i < kFrames; ++i, ++frame) {
+        texture->setBits(0, pics[size_t(frame % 2)].data(), 0, vorn::CUBE_PositiveX);
+        ren.present();
+        glFinish();
+      }
+    };
+    run();  // warm up: shaders compiled, buffers made
+    seconds = timeBest(3, run) / kFrames;
+  }
+  vorn::releaseMaterialLibrary(library);
+  return seconds;
+}
+
+double plainPerFrame(std::vector<std::vector<unsigned char>> const& pics) {
+  GLuint program = linkRawProgram(
+      "#version 330\nin vec2 p;\nout vec2 uv;\nvoid main() { uv = vec2(p.x, 1.0 - p.y); gl_Position = vec4(p * 2.0 - "
+      "1.0, 0, 1); }\n",
+      "#version 330\nuniform sampler2D t;\nin vec2 uv;\nout vec4 c;\nvoid main() { c = texture(t, uv).bgra; }\n");
+  GLuint vao, vbo, texture, colour, depth, fbo;
+  glGenVertexArrays(1, &vao);
+  glBindVertexArray(vao);
+  float const quad[] = {0, 0, 1, 0, 0, 1, 1, 1};
+  glGenBuffers(1, &vbo);
+  glBindBuffer(GL_ARRAY_BUFFER, vbo);
+  glBufferData(GL_ARRAY_BUFFER, sizeof quad, quad, GL_STATIC_DRAW);
+  glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, nullptr);
+  glEnableVertexAttribArray(0);
+  glBindAttribLocation(program, 0, "p");
+  glLinkProgram(program);
+  glUseProgram(program);
+  glGenTextures(1, &texture);
+  glBindTexture(GL_TEXTURE_2D, texture);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+  glTexImage2D(GL_TEXTURE_2D, 0, GL_SRGB8_ALPHA8, kWidth, kHeight, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+  glGenTextures(1, &colour);
+  glBindTexture(GL_TEXTURE_2D, colour);
+  glTexImage2D(GL_TEXTURE_2D, 0, GL_SRGB8, kWidth, kHeight, 0, GL_RGB, GL_UNSIGNED_BYTE, nullptr);
+  glGenRenderbuffers(1, &depth);
+  glBindRenderbuffer(GL_RENDERBUFFER, depth);
+  glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, kWidth, kHeight);
+  glGenFramebuffers(1, &fbo);
+  glBindFramebuffer(GL_FRAMEBUFFER, fbo);
+  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, colour, 0);
+  glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, depth);
+  glViewport(0, 0, kWidth, kHeight);
+  glEnable(GL_FRAMEBUFFER_SRGB);
+  glEnable(GL_BLEND);
+  glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+  glDisable(GL_DEPTH_TEST);
+  glBindTexture(GL_TEXTURE_2D, texture);
+  glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+  int frame = 0;
+  auto run = [&] {
+    for (int i = 0; i < kFrames; ++i, ++frame) {
+      glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, kWidth, kHeight, GL_RGBA, GL_UNSIGNED_BYTE, pics[size_t(frame % 2)].data());
+      glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
+      glFinish();
+    }
+  };
+  run();
+  double seconds = timeBest(3, run) / kFrames;
+  glDeleteFramebuffers(1, &fbo);
+  glDeleteRenderbuffers(1, &depth);
+  GLuint textures[] = {texture, colour};
+  glDeleteTextures(2, textures);
+  glDeleteBuffers(1, &vbo);
+  glDeleteVertexArrays(1, &vao);
+  glDeleteProgram(program);
+  return seconds;
+}
+
+}  // namespace
+
+int main() {
+  EglContext context;
+  auto pics = pictures();
+  double ours = oursPerFrame(pics);
+  double plain = plainPerFrame(pics);
+  std::printf("frame_ms = %.2f\n", ours * 1000);
+  std::printf("plain_gl_frame_ms = %.2f\n", plain * 1000);
+  std::printf("ratio = %.2f\n", plain / ours);
+  return 0;
+}
