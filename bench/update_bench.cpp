@@ -6,16 +6,26 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <map>
 #include <random>
+#include <thread>
 
 #include "support/game_server.h"
 #include "support/temp_dir.h"
+#include "vorn/gzip.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 double since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+template <class F>
+double timeOnce(F const& work) {
+  Clock::time_point start = Clock::now();
+  work();
+  return since(start);
+}
 
 // About half the bytes compress well (text-like), half not (random); many small files, some large.
 std::vector<std::vector<GameFile>> makeGame(uint64_t totalBytes) {
@@ -108,22 +118,60 @@ int main(int argc, char** argv) {
   Clock::time_point baselineStart = Clock::now();
   std::string curl = "curl -s -K '" + base + "/curl.cfg'";
   std::string gunzip = "cd '" + base + "' && for f in e*.gz; do gzip -dc \"$f\" > \"${f%.gz}\"; done";
-  if (std::system(curl.c_str()) != 0 || std::system(gunzip.c_str()) != 0) return 1;
+  if (std::system(curl.c_str()) != 0) return 1;
+  double curlSeconds = since(baselineStart);
+  if (std::system(gunzip.c_str()) != 0) return 1;
   double baselineSeconds = since(baselineStart);
   server.stop();
+
+  // What the machine can do, measured now: inflating every compressed entry on one core, and
+  // SHA-1 of the whole game's bytes on one core.
+  double inflatedBytes = 0, storedBytes = 0;
+  double inflateSeconds = timeOnce([&] {
+    std::vector<char> in, out;
+    for (auto const& bundle : game.manifest->bundles) {
+      auto const& data = game.bundles.at(bundle.checksum);
+      for (auto const& e : bundle.entries) {
+        if (e.sizeZ == 0) {
+          storedBytes += double(e.size);
+          continue;
+        }
+        in.assign(data.begin() + ptrdiff_t(e.offset), data.begin() + ptrdiff_t(e.offset + e.sizeZ));
+        vorn::gunzip(in, out);
+        inflatedBytes += double(out.size());
+      }
+    }
+  });
+  std::vector<char> block(size_t(256) << 20, 'x');
+  double sha1Seconds = timeOnce([&] { update::checksumBytes(block); });
+  double sha1Rate = double(block.size()) / sha1Seconds, inflateRate = inflatedBytes / inflateSeconds;
+  unsigned cores = std::max(1u, std::thread::hardware_concurrency());
 
   std::printf("game_mb = %.0f\n", double(total) / 1e6);
   std::printf("bundles = %zu\n", game.manifest->bundles.size());
   std::printf("update_ok = %d\n", ok ? 1 : 0);
   // Each stage lasts from its own line to the next one.
+  // Each stage beside the least it could take here: the download what curl took, the unpack the
+  // inflating spread over every core, the final check a digest of every byte on one core.
+  std::map<std::string, double> limits{
+      {"download", curlSeconds},
+      {"unpack", inflatedBytes / (inflateRate * cores)},
+      {"apply", 0},
+      {"proof", (inflatedBytes + storedBytes) / sha1Rate}};
   double peakKb = 0;
   for (size_t i = 0; i < stages.size(); ++i) {
     std::string const& line = stages[i].first;
     if (line.rfind("peak_rss_kb ", 0) == 0) peakKb = std::atof(line.c_str() + 12);
     if (line.rfind("stage ", 0) != 0) continue;
     double end = i + 1 < stages.size() ? stages[i + 1].second : updateSeconds;
-    std::printf("stage_%s_seconds = %.2f\n", line.substr(6).c_str(), end - stages[i].second);
+    std::string name = line.substr(6);
+    std::printf("stage_%s_seconds = %.2f\n", name.c_str(), end - stages[i].second);
+    if (limits.count(name)) std::printf("limit_%s_seconds = %.2f\n", name.c_str(), limits[name]);
   }
+  std::printf("curl_seconds = %.2f\n", curlSeconds);
+  std::printf("inflate_mb_per_s_one_core = %.0f\n", inflateRate / 1e6);
+  std::printf("cores = %u\n", cores);
+  std::printf("sha1_mb_per_s = %.0f\n", sha1Rate / 1e6);
   std::printf("update_seconds = %.2f\n", updateSeconds);
   // Read by the update process itself: the kernel's count for a forked child would include the
   // parent's pages from before the exec.

@@ -1,5 +1,7 @@
 #include "apply_update.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -71,15 +73,33 @@ NameSet namesOf(UpdateContext& context) {
   return names;
 }
 
-// Installs one unpacked content under each of its names, then consumes the temporary file.
+// Moves a finished temporary file onto `target` in one step, made executable first if it must
+// be. False, with nothing changed at the target, where that can't be done (another file system):
+// the caller copies instead.
+bool moveInto(std::string const& source, std::string const& target, bool executable) {
+  if (executable) {
+    struct stat info;
+    if (::stat(source.c_str(), &info) != 0 || ::chmod(source.c_str(), info.st_mode | 0111) != 0) return false;
+  }
+  return vorn::osutil::renameFile(source, target);
+}
+
+// Installs one unpacked content under each of its names, then consumes the temporary file: the
+// last name takes the file itself where a rename can, the others get copies.
 void applyContent(UpdateContext const& context, UpdateProgress& progress, std::string const& checksum,
                   std::vector<ManifestEntry> const& entries) {
   if (progress.canceled) return;
   ++progress.index;
   std::string source = context.getSystemTempPath(checksum);
-  for (ManifestEntry const& entry : entries) {
+  bool moved = false;
+  for (size_t i = 0; i < entries.size(); ++i) {
+    ManifestEntry const& entry = entries[i];
     KA_LOG(Info) << "Updating: " << entry.filename;
     std::string target = context.getSystemGamePath(entry.filename);
+    if (i + 1 == entries.size() && moveInto(source, target, entry.executable)) {
+      moved = true;
+      continue;
+    }
     // The old file stays whole until the new one is: a kill here never leaves half a file.
     std::string part = target + vorn::kPartialFileSuffix;
     vorn::OutputFile out(part);
@@ -97,7 +117,7 @@ void applyContent(UpdateContext const& context, UpdateProgress& progress, std::s
       ++progress.errors;
     }
   }
-  if (!vorn::osutil::deleteFile(source)) KA_LOG(Error) << "Error cleaning up temp file";
+  if (!moved && !vorn::osutil::deleteFile(source)) KA_LOG(Error) << "Error cleaning up temp file";
 }
 
 // Removes the launcher's partly written files, and the files it installed before that the manifest

@@ -1,14 +1,14 @@
 #include "bundle_download.h"
 
-#include <mutex>
+#include <algorithm>
 
+
+#include "bundle_receiver.h"
 #include "download.h"
 #include "ka/log.h"
-#include "ka/sha1.h"
 #include "ka/strutil.h"
 #include "stage_pool.h"
 #include "vorn/osutil.h"
-#include "vorn/output_file.h"
 #include "vorn/threadpool.h"
 
 namespace update {
@@ -17,49 +17,18 @@ namespace {
 
 constexpr int kAttempts = 3;
 
-// Where one attempt's body goes: digested and written on a writer thread of its own, in order
-// of arrival, so that the network thread only copies. Shared with the sink, because after a
-// cancel the network thread may still deliver a chunk or two while the attempt has moved on.
-struct Receiver {
-  explicit Receiver(std::string const& path) : file(path) { sha1.reset(); }
-
-  void take(char const* data, unsigned long count) {
-    auto chunk = std::make_shared<std::vector<char>>(data, data + count);
-    std::lock_guard lock(mutex);
-    if (!open) return;
-    writer.enqueue([this, chunk] {
-      sha1.update(chunk->data(), chunk->size());
-      file.write(chunk->data(), chunk->size());
-    });
-  }
-  // Refuses later chunks and waits for the writes already queued.
-  bool finish() {
-    {
-      std::lock_guard lock(mutex);
-      open = false;
-    }
-    writer.shutdown();
-    return file.close();
-  }
-
-  std::mutex mutex;
-  bool open = true;
-  vorn::OutputFile file;
-  ka::SHA1Context sha1;
-  vorn::ThreadPool writer{1};
-};
-
 // One attempt at one bundle: empty when the bundle arrived whole, else why not.
 std::string downloadAndChecksum(std::shared_ptr<UpdateContext> context, DownloadProgress& progress,
                                 std::string const& path, std::string const& url, std::string const& checksum) {
-  auto receiver = std::make_shared<Receiver>(path);
-  if (!receiver->file.ok()) return receiver->file.error();
+  // Shared with the sink, which the network thread may still call after this attempt ends.
+  auto receiver = std::make_shared<BundleReceiver>(path);
+  if (!receiver->ok()) return receiver->error();
   download(context->http(), url, progress,
            [receiver](char const* data, unsigned long count) { receiver->take(data, count); });
-  if (!receiver->finish()) return receiver->file.error();
+  if (!receiver->finish()) return receiver->error();
   if (progress.cancelFlag) return "canceled";
   if (!progress.error.empty()) return "transfer of " + url + " failed: " + progress.error;
-  std::string got = receiver->sha1.digest().toString();
+  std::string got = receiver->digest();
   if (got != checksum) return "checksum mismatch, got " + got;
   return std::string();
 }
@@ -162,8 +131,10 @@ std::shared_ptr<Manifest> downloadManifest(std::shared_ptr<UpdateContext> contex
 void downloadManifestEntries(std::shared_ptr<UpdateContext> context, std::shared_ptr<UpdateProgress> progress,
                              std::shared_ptr<DownloadProgressAggregator> aggregator,
                              std::vector<ManifestBundle> const& bundles) {
-  // The pool's size is also the number of simultaneous transfers.
-  vorn::ThreadPool pool(stagePoolSize());
+  // The pool's size is also the number of simultaneous transfers. A transfer waits on the network
+  // and on its writer rather than on a core: two at least, so that one bundle's request and
+  // ending overlap another's body.
+  vorn::ThreadPool pool(std::max(2, stagePoolSize()));
   progress->total = uint32_t(bundles.size());
   for (ManifestBundle const& bundle : bundles) {
     std::shared_ptr<DownloadProgress> transfer = aggregator->addDownload(progress->canceled);

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <thread>
@@ -389,6 +390,31 @@ TEST_F(UpdateTest, AGameFolderGivenWithAFinalSlashKeepsItsFiles) {
   ASSERT_TRUE(r.ok) << r.failedStage;
   EXPECT_EQ(r.bundlesFetched, 1u) << "the files of the other bundles are still in place";
   EXPECT_EQ(installed("/bin/game"), "#!/bin/sh\necho game\n");
+}
+
+TEST_F(UpdateTest, ACacheOnAnotherFileSystemIsCopiedFromInsteadOfMoved) {
+  // Unpacked files are moved into the game where they can be; across file systems they can't.
+  std::string pattern = "/dev/shm/zandor-cache-XXXXXX";
+  struct stat shm {}, tmp {};
+  if (::stat("/dev/shm", &shm) != 0 || ::stat(game.path().c_str(), &tmp) != 0 || shm.st_dev == tmp.st_dev ||
+      !mkdtemp(pattern.data()))
+    GTEST_SKIP() << "no second file system to hold the cache";
+  PublishedGame v1 = publishGame(versionOne(), "1");
+  server.publish(v1, "manifest.gz");
+  auto context = update::createUpdateContext(client.shared(), game.path() + "/Stable", pattern, server.baseUrl());
+  context->setDownloadPath("game/hashed");
+  context->setManifestOnDisk(game.path() + "/Stable/manifest.gz");
+  vorn::osutil::mkdirAndParents(context->gameDir());
+  PipelineResult r = runUpdatePipeline(context, "game/manifest.gz", nullptr);
+  std::vector<std::string> left;
+  vorn::osutil::listDir(pattern, left, vorn::LDR_Recurse);
+  std::filesystem::remove_all(pattern);
+  ASSERT_TRUE(r.ok) << r.failedStage;
+  EXPECT_EQ(installed("/bin/game"), "#!/bin/sh\necho game\n");
+  EXPECT_EQ(modeOf(gamePath("/bin/game")) & 0111, 0111u);
+  EXPECT_EQ(installed("/readme.txt"), "Read me");
+  EXPECT_EQ(installed("/docs/copy-of-readme.txt"), "Read me");
+  EXPECT_TRUE(left.empty()) << "every unpacked file consumed";
 }
 
 TEST(SanityTest, StopsAtTheFirstStepThatFailsAndSaysWhy) {
