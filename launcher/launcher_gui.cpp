@@ -95,9 +95,14 @@ LauncherGUI::LauncherGUI(vorn::Platform* platform, UIHostMaker makeUIHost)
 }
 
 LauncherGUI::~LauncherGUI() {
-  // A job that has delivered its outcome may still be on its last steps (the exit request after
-  // a launch); those take moments, so wait for them. A job still at work is not awaited.
-  for (int waited = 0; liveJobs > 0 && !busy && waited < 5000; ++waited)
+  // A job still at work would go on using this object once it is gone (closing the window while
+  // the streams are being listed did): it is cancelled, and awaited like a job on its last steps
+  // (the exit request after a launch), a few seconds at most, while the network still runs.
+  {
+    std::lock_guard<std::mutex> lock(progressMutex);
+    if (progress) progress->canceled.store(true);
+  }
+  for (int waited = 0; liveJobs > 0 && waited < 5000; ++waited)
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   // The pump ends at its next turn, within a millisecond; joined, so that the loader never
   // outlives the launcher on a thread of its own (a job still at work may keep it a while).

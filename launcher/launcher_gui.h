@@ -44,7 +44,7 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
                                                                   webui::EventListener*, vorn::Platform*)>;
 
   explicit LauncherGUI(vorn::Platform* platform, UIHostMaker makeUIHost = {});
-  // Running jobs are neither stopped nor awaited.
+  // A running job is cancelled and awaited for a few seconds.
   ~LauncherGUI() override;
 
   void dispatch(vorn::UIEvent const& event) override;

@@ -5,7 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
+#include <thread>
 #include <set>
 
 #include "support/dev_server_thread.h"
@@ -302,6 +305,32 @@ TEST_F(LauncherServicesTest, StreamsWhoseNamesWouldLeaveTheirFoldersAreIgnored) 
   run->turn();
   run.reset();
   service.stop();
+}
+
+}  // namespace
+
+namespace {
+
+// The launcher closed while a job waits on the network: the job is cancelled and ends before
+// the launcher is gone, instead of going on with what the launcher owned.
+TEST(LauncherJobsEnd, AJobWaitingOnTheNetworkIsCancelledWhenTheLauncherCloses) {
+  std::atomic<bool> asked{false}, released{false};
+  LocalHttpServer server;
+  server.routes().Get("/Launcher/ListStreams", [&](httplib::Request const&, httplib::Response& res) {
+    asked = true;
+    for (int i = 0; i < 3000 && !released; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    res.set_content("{\"Streams\": []}", "application/json");
+  });
+  server.start();
+  LauncherHome home;
+  home.options({"--service-url", server.url("")});
+  auto run = std::make_unique<LauncherRun>(home.home.path(), true);
+  EXPECT_EQ(run->view().callText("listStreams", {}), "1");
+  for (int i = 0; i < 500 && !asked; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ASSERT_TRUE(asked);
+  // Sanitizer builds catch a job that reads what the launcher owned after it is gone.
+  run.reset();
+  released = true;
 }
 
 }  // namespace
