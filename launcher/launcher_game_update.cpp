@@ -8,6 +8,8 @@
 #include "ka/strutil.h"
 #include "ka/system_dirs.h"
 #include "launcher_gui.h"
+
+#include "update/disk_space.h"
 #include "launcher_options.h"
 #include "update/download.h"
 #include "update/platform_util.h"
@@ -141,6 +143,14 @@ void LauncherGUI::checkManifestJob(std::string const& id, std::string const& str
   }
   std::shared_ptr<update::Manifest> manifest = updateContext->manifest();
   KA_LOG(Info) << "Need to update " << bundles.size() << " / " << manifest->bundles.size() << " bundles.";
+
+  // Fails before a byte is fetched rather than with a full disk half way through.
+  std::string space = update::checkDiskSpace(*updateContext, bundles, freeSpaceProbe);
+  if (!space.empty()) {
+    KA_LOG(Error) << space;
+    finishJob(id, false, jMsg(space));
+    return;
+  }
 
   setProgress(phase(("Downloading update " + manifest->version).c_str()));
   update::downloadManifestEntries(updateContext, progress, aggregator, bundles);

@@ -20,6 +20,7 @@
 #include "net/http.h"
 #include "vorn/profiler.h"
 #include "vorn/renderer.h"
+#include "update/disk_space.h"
 #include "update/progress.h"
 #include "update/update_context.h"
 #include "webui/listeners.h"
@@ -136,6 +137,8 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   ka::Ref<vorn::ren::SceneViewport> uiViewport;
   std::atomic<bool> pictureChanged{false};
   std::shared_ptr<update::UpdateContext> updateContext;
+  // Asked for the free space of the cache's and the game's file systems before a download.
+  update::FreeSpaceProbe freeSpaceProbe = update::probeFreeSpace;
   int64_t nextProgressTime = 0;  // microseconds of the system clock
   std::atomic<bool> busy{false};
   std::atomic<bool> uiUpdatePending{false};  // the UI system's pump is queued for the main thread

@@ -16,6 +16,7 @@
 #include "support/local_http_server.h"
 #include "support/slow_site.h"
 #include "support/text.h"
+#include "vorn/osutil.h"
 
 namespace {
 
@@ -80,6 +81,26 @@ class LauncherServicesTest : public ::testing::Test, public LauncherHome {
   std::unique_ptr<DevServerThread> server;
   std::unique_ptr<LauncherRun> run;
 };
+
+TEST_F(LauncherServicesTest, AnUpdateThatWouldNotFitFailsBeforeFetchingAnything) {
+  startServer(1);
+  LauncherRun& r = start();
+  ASSERT_TRUE(signIn().flag(1));
+  ASSERT_TRUE(call("listStreams").flag(1));
+  Inspect::setFreeSpaceProbe(r.gui(), [](std::string const&, update::FreeSpace& out) {
+    out.bytes = 1000;
+    out.device = 1;
+    return true;
+  });
+  RecordedEvent install = call("checkManifest", {std::string("stable"), std::string("1")});
+  EXPECT_FALSE(install.flag(1));
+  EXPECT_NE(install.text(2).find("Not enough disk space: need "), std::string::npos) << install.text(2);
+  EXPECT_NE(install.text(2).find(", have 1000 B"), std::string::npos) << install.text(2);
+  EXPECT_FALSE(fs::exists(gameDir() + "/data/config.json"));
+  std::vector<std::string> cached;
+  vorn::osutil::listDir(dataDir("Test Studio", "TestGame") + "/streams/_cache", cached, vorn::LDR_Recurse);
+  EXPECT_TRUE(cached.empty()) << "no bundle fetched";
+}
 
 TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
   startServer(1);

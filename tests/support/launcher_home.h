@@ -35,6 +35,10 @@ struct LauncherGUIInspector {
   static std::string startJob(LauncherGUI& gui, std::function<void(std::string const&)> body) {
     return gui.claimJob() ? gui.startJob(std::move(body)) : std::string();
   }
+  // Before a job runs.
+  static void setFreeSpaceProbe(LauncherGUI& gui, update::FreeSpaceProbe probe) {
+    gui.freeSpaceProbe = std::move(probe);
+  }
   static void finishJob(LauncherGUI& gui, std::string const& id, std::string const& text) {
     gui.finishJob(id, true, text);
   }
