@@ -58,6 +58,7 @@ bool LauncherGUI::initContext(std::string const& streamName) {
 
   updateContext->setDownloadAuthSuffix(stream.AuthSuffix);
   updateContext->setDownloadPath(stream.TitleFolder + "/hashed");
+  updateContext->setDownloadRateLimit(downloadLimit);
   return true;
 }
 

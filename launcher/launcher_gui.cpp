@@ -70,6 +70,7 @@ LauncherGUI::LauncherGUI(vorn::Platform* platform, UIHostMaker makeUIHost)
   if (cmdline_updateCheckUrl.isSet()) updateCheckUrl = cmdline_updateCheckUrl.value().str();
   serviceUrl = devmode ? hosts::kDevServiceUrl : hosts::kLiveServiceUrl;
   if (cmdline_serviceUrl.isSet()) serviceUrl = cmdline_serviceUrl.value().str();
+  if (cmdline_maxDownloadRate.isSet()) downloadLimit->store(std::stoull(cmdline_maxDownloadRate.value().str()));
 
   std::istringstream configText(readText(getEmbeddedResource("config.json")));
   ka::Json configRoot = ka::Json::readFrom(configText);

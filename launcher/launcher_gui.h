@@ -90,6 +90,9 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   void viewProfile();
   void appExit();
   std::string makeStreamNewsUrl(std::string const& streamName);
+  // Bytes a second that an update's downloads may take together, 0 for no limit; reaches the
+  // bundles that start after it.
+  void setDownloadLimit(double bytesPerSecond);
 
   // The job's record of progress; null clears. Each call also starts a new download aggregator.
   void setProgress(update::UpdateProgress* record);
@@ -139,6 +142,8 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   std::shared_ptr<update::UpdateContext> updateContext;
   // Asked for the free space of the cache's and the game's file systems before a download.
   update::FreeSpaceProbe freeSpaceProbe = update::probeFreeSpace;
+  // Shared with each update context; `--max-download-rate` sets it first.
+  std::shared_ptr<std::atomic<uint64_t>> downloadLimit = std::make_shared<std::atomic<uint64_t>>(0);
   int64_t nextProgressTime = 0;  // microseconds of the system clock
   std::atomic<bool> busy{false};
   std::atomic<bool> uiUpdatePending{false};  // the UI system's pump is queued for the main thread

@@ -10,6 +10,7 @@
 #include "update/platform_util.h"
 
 using webui::argBool;
+using webui::argNumber;
 using webui::argString;
 using webui::Value;
 using Args = std::vector<Value> const&;
@@ -45,6 +46,17 @@ void LauncherGUI::OnReadyForBindings(int, wchar_t const*, bool) {
     return Value();
   });
   view->BindCall("makeStreamNewsUrl", [this](Args a) { return Value(makeStreamNewsUrl(argString(a, 0))); });
+  view->BindCall("setDownloadLimit", [this](Args a) {
+    setDownloadLimit(argNumber(a, 0));
+    return Value();
+  });
+}
+
+void LauncherGUI::setDownloadLimit(double bytesPerSecond) {
+  // Anything that is not a sensible count of bytes lifts the limit rather than stopping downloads.
+  bool sensible = bytesPerSecond >= 1 && bytesPerSecond < 1e18;
+  downloadLimit->store(sensible ? uint64_t(bytesPerSecond) : 0);
+  KA_LOG(Info) << "Download limit " << downloadLimit->load() << " bytes a second";
 }
 
 std::string LauncherGUI::jMsg(ka::StringRange text) {

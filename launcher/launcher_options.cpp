@@ -21,6 +21,12 @@ std::string logLevelHelp() {
   return help + "]";
 }
 
+// Digits only, and small enough for 64 bits.
+bool isByteCount(ka::StringRange value) {
+  std::string text = value.str();
+  return !text.empty() && text.size() <= 19 && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
 bool isLogSeverity(ka::StringRange value) {
   try {
     webui::parseCoherentLogSeverity(value);
@@ -54,4 +60,7 @@ CmdLineArgument cmdline_coherentloglevel(nullptr, "--coherent-log-level", CmdLin
                                          isLogSeverity);
 CmdLineArgument cmdline_coherentallowminidumps(nullptr, "--coherent-allow-minidumps", CmdLineArgument::Flag,
                                                text("allow coherent to create minidumps"));
+CmdLineArgument cmdline_maxDownloadRate(nullptr, "--max-download-rate", CmdLineArgument::String,
+                                        text("bytes a second all downloads may take together, 0 for no limit"),
+                                        isByteCount);
 CmdLineArgument cmdline_help("-h", "--help", CmdLineArgument::Flag, text("Prints the list of command line options"));

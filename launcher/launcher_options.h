@@ -16,4 +16,5 @@ extern ka::CmdLineArgument cmdline_softwareui;
 extern ka::CmdLineArgument cmdline_disableuibootcache;
 extern ka::CmdLineArgument cmdline_coherentloglevel;
 extern ka::CmdLineArgument cmdline_coherentallowminidumps;
+extern ka::CmdLineArgument cmdline_maxDownloadRate;
 extern ka::CmdLineArgument cmdline_help;

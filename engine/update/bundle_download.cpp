@@ -5,6 +5,7 @@
 
 #include "bundle_receiver.h"
 #include "download.h"
+#include "rate_limiter.h"
 #include "ka/log.h"
 #include "ka/strutil.h"
 #include "stage_pool.h"
@@ -19,12 +20,15 @@ constexpr int kAttempts = 3;
 
 // One attempt at one bundle: empty when the bundle arrived whole, else why not.
 std::string downloadAndChecksum(std::shared_ptr<UpdateContext> context, DownloadProgress& progress,
-                                std::string const& path, std::string const& url, std::string const& checksum) {
+                                std::string const& path, std::string const& url, std::string const& checksum,
+                                std::shared_ptr<RateLimiter> limiter) {
   // Shared with the sink, which the network thread may still call after this attempt ends.
   auto receiver = std::make_shared<BundleReceiver>(path);
   if (!receiver->ok()) return receiver->error();
-  download(context->http(), url, progress,
-           [receiver](char const* data, unsigned long count) { receiver->take(data, count); });
+  download(context->http(), url, progress, [receiver, limiter](char const* data, unsigned long count) {
+    limiter->take(count);
+    receiver->take(data, count);
+  });
   if (!receiver->finish()) return receiver->error();
   if (progress.cancelFlag) return "canceled";
   if (!progress.error.empty()) return "transfer of " + url + " failed: " + progress.error;
@@ -40,6 +44,7 @@ struct DownloadJob {
   std::string path;
   std::string url;
   std::string checksum;
+  std::shared_ptr<RateLimiter> limiter;  // shared by all the stage's transfers
 
   void operator()() const {
     KA_LOG(Info) << "Downloading " << checksum << " to " << path;
@@ -52,7 +57,7 @@ struct DownloadJob {
       download->bytesReceived = 0;
       download->finished = false;
       download->error.clear();
-      std::string why = downloadAndChecksum(context, *download, path, url, checksum);
+      std::string why = downloadAndChecksum(context, *download, path, url, checksum, limiter);
       if (why.empty()) return;
       if (progress->canceled) continue;
       KA_LOG(Warn) << "Attempt " << attempt << " of " << kAttempts << " to download " << checksum
@@ -135,12 +140,14 @@ void downloadManifestEntries(std::shared_ptr<UpdateContext> context, std::shared
   // and on its writer rather than on a core: two at least, so that one bundle's request and
   // ending overlap another's body.
   vorn::ThreadPool pool(std::max(2, stagePoolSize()));
+  auto limiter = std::make_shared<RateLimiter>(context->downloadRateLimitHolder());
   progress->total = uint32_t(bundles.size());
   for (ManifestBundle const& bundle : bundles) {
     std::shared_ptr<DownloadProgress> transfer = aggregator->addDownload(progress->canceled);
     transfer->bytesExpected = bundle.size;
     DownloadJob job{context, progress, transfer, context->getSystemTempPath(bundle.checksum) + ".bundle",
-                    context->makeDownloadUrl(ka::uriEncode(bundle.checksum, false, "/'!*:(),")), bundle.checksum};
+                    context->makeDownloadUrl(ka::uriEncode(bundle.checksum, false, "/'!*:(),")), bundle.checksum,
+                    limiter};
     if (vorn::osutil::fileExists(job.path)) {
       KA_LOG(Info) << "Verifying on-disk file " << job.path;
       pool.enqueue(VerifyJob{job});

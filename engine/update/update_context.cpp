@@ -29,6 +29,8 @@ class UpdateContextImpl final : public UpdateContext {
   ka::StringRange gameDir() const override { return gameDir_; }
   ka::StringRange tempDir() const override { return tempDir_; }
 
+  void setDownloadRateLimit(std::shared_ptr<std::atomic<uint64_t>> limit) override { rateLimit_ = std::move(limit); }
+  std::shared_ptr<std::atomic<uint64_t>> downloadRateLimitHolder() const override { return rateLimit_; }
   void setDownloadPath(ka::StringRange path) override {
     downloadPath_ = path.str();
     endWithSlash(downloadPath_);
@@ -56,6 +58,7 @@ class UpdateContextImpl final : public UpdateContext {
   std::string updateUrl_;
   std::string downloadAuthSuffix_;
   std::string downloadPath_;
+  std::shared_ptr<std::atomic<uint64_t>> rateLimit_;
   std::string gameDir_;
   std::string tempDir_;
   std::string manifestOnDisk_;

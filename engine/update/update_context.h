@@ -1,6 +1,8 @@
 // What every stage of one stream's update shares: directories, server URLs, HTTP client, manifest.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -26,6 +28,11 @@ class UpdateContext {
   virtual void setManifestOnDisk(std::string const& path) = 0;
   // Appended verbatim to every URL; it brings its own "?".
   virtual void setDownloadAuthSuffix(ka::StringRange suffix) = 0;
+  // Bytes a second that all bundle downloads together may take, 0 for no limit; shared with
+  // whoever sets it, and read as the bytes arrive, so that a change takes effect at once.
+  virtual void setDownloadRateLimit(std::shared_ptr<std::atomic<uint64_t>> limit) = 0;
+  // Null when none was set.
+  virtual std::shared_ptr<std::atomic<uint64_t>> downloadRateLimitHolder() const = 0;
   // Names are joined as they come: they must be URL-encoded already.
   virtual std::string makeManifestUrl(ka::StringRange name) const = 0;
   virtual std::string makeDownloadUrl(ka::StringRange name) const = 0;

@@ -103,6 +103,7 @@ function serviceUnreachable(outcome) {
 // Start: the launcher's own update first, then a remembered session if the player allowed one.
 
 function start() {
+  applyStoredDownloadLimit();
   $('version').textContent = 'Launcher ' + (window.gEngineParams && gEngineParams.launcher_build_version || '');
   $('dev-badge').hidden = !(window.gEngineParams && gEngineParams.devmode);
   bindControls();
@@ -477,6 +478,7 @@ function showLaunching(text) {
 
 function showSettings() {
   $('game-args').value = store.get('gameArgs');
+  $('download-limit').value = store.get('downloadLimit');
   $('settings').hidden = false;
   $('game-args').focus();
 }
@@ -485,7 +487,17 @@ function hideSettings() { $('settings').hidden = true; }
 
 function saveSettings() {
   store.set('gameArgs', $('game-args').value.trim());
+  const limit = parseFloat($('download-limit').value);
+  store.set('downloadLimit', limit > 0 ? String(limit) : '');
+  engine.call('setDownloadLimit', limit > 0 ? Math.round(limit * 1e6) : 0).catch(() => {});
   hideSettings();
+}
+
+// Megabytes a second as the player gave them; the launcher counts bytes. With nothing stored the
+// launcher's own setting (its --max-download-rate) stays.
+function applyStoredDownloadLimit() {
+  const limit = parseFloat(store.get('downloadLimit'));
+  if (limit > 0) engine.call('setDownloadLimit', Math.round(limit * 1e6)).catch(() => {});
 }
 
 start();

@@ -14,4 +14,10 @@ bool argBool(std::vector<Value> const& args, size_t index) {
   return false;
 }
 
+double argNumber(std::vector<Value> const& args, size_t index) {
+  if (index >= args.size()) return 0;
+  if (auto const* number = std::get_if<double>(&args[index])) return *number;
+  return 0;
+}
+
 }  // namespace webui

@@ -14,6 +14,7 @@ using Value = std::variant<std::monostate, bool, double, std::string>;
 // Arguments as the page passed them: a missing or mistyped argument reads as empty or false.
 std::string argString(std::vector<Value> const& args, size_t index);
 bool argBool(std::vector<Value> const& args, size_t index);
+double argNumber(std::vector<Value> const& args, size_t index);
 
 // Builds one event for the page: open it with its name and argument count, write each
 // argument, close it.

@@ -41,6 +41,7 @@ std::string const kUsage = std::string("usage: ") + ZANDOR_LAUNCHER_EXE + " [opt
     "     | --disable-ui-boot-cache  : Don't cache boot.js - for development\n"
     "     | --coherent-log-level     : Set coherent logging level [TRACE|DEBUG|INFO|WARNING|ASSERTFAILURE|ERROR|]\n"
     "     | --coherent-allow-minidumps : allow coherent to create minidumps\n"
+    "     | --max-download-rate      : bytes a second all downloads may take together, 0 for no limit\n"
     "-h   | --help                   : Prints the list of command line options\n";
 
 TEST(LauncherEntry, HelpPrintsEveryOptionInRegistrationOrder) {

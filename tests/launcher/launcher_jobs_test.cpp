@@ -45,13 +45,26 @@ TEST_F(LauncherJobsTest, SetupLoadsThePageWithTheEngineParametersAndBindsEveryCo
   std::vector<std::string> const order = {
       "login",         "loginWithTicket", "logout",         "asyncStub",   "checkManifest", "asyncCancel",
       "launch",        "checkOfflineAvailable", "launchOffline", "getAccountInfo", "checkLauncher", "listStreams",
-      "viewLog",       "viewProfile",     "appExit",        "makeStreamNewsUrl"};
+      "viewLog",       "viewProfile",     "appExit",        "makeStreamNewsUrl", "setDownloadLimit"};
   EXPECT_EQ(r.view().bindOrder, order);
 
   std::string localStore = dataDir("Test Studio", "ZandorLauncher") + "/localstore";
   EXPECT_EQ(r.factory.settings.localStore, localStore);
   EXPECT_TRUE(std::filesystem::is_directory(localStore));
   EXPECT_FALSE(r.factory.settings.softwareUI);
+}
+
+TEST_F(LauncherJobsTest, TheDownloadLimitComesFromTheOptionAndThePage) {
+  LauncherRun& r = start({"--max-download-rate", "3000000"});
+  EXPECT_EQ(Inspect::downloadLimit(r.gui()), 3000000u);
+  r.view().call("setDownloadLimit", {1234.7});
+  EXPECT_EQ(Inspect::downloadLimit(r.gui()), 1234u);
+  // Nonsense lifts the limit rather than stopping downloads.
+  for (webui::Value nonsense : {webui::Value(-5.0), webui::Value(0.5), webui::Value(std::string("fast")), webui::Value()}) {
+    r.view().call("setDownloadLimit", {2000.0});
+    r.view().call("setDownloadLimit", {nonsense});
+    EXPECT_EQ(Inspect::downloadLimit(r.gui()), 0u);
+  }
 }
 
 TEST_F(LauncherJobsTest, OneJobAtATimeWithProgressAndOneResultEach) {

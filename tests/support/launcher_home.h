@@ -35,6 +35,7 @@ struct LauncherGUIInspector {
   static std::string startJob(LauncherGUI& gui, std::function<void(std::string const&)> body) {
     return gui.claimJob() ? gui.startJob(std::move(body)) : std::string();
   }
+  static uint64_t downloadLimit(LauncherGUI const& gui) { return gui.downloadLimit->load(); }
   // Before a job runs.
   static void setFreeSpaceProbe(LauncherGUI& gui, update::FreeSpaceProbe probe) {
     gui.freeSpaceProbe = std::move(probe);

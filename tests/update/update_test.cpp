@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -415,6 +416,34 @@ TEST_F(UpdateTest, ACacheOnAnotherFileSystemIsCopiedFromInsteadOfMoved) {
   EXPECT_EQ(installed("/readme.txt"), "Read me");
   EXPECT_EQ(installed("/docs/copy-of-readme.txt"), "Read me");
   EXPECT_TRUE(left.empty()) << "every unpacked file consumed";
+}
+
+TEST_F(UpdateTest, ADownloadLimitHoldsAllTransfersTogetherUnderIt) {
+  // 12 MB in six bundles, fetched two at a time, under a limit of 2 MB a second.
+  std::vector<std::vector<GameFile>> files;
+  for (int b = 0; b < 6; ++b) {
+    std::string noise(2000000, ' ');
+    for (size_t i = 0; i < noise.size(); ++i) noise[i] = char((i * 2654435761u + size_t(b)) >> 13);
+    files.push_back({{"/part" + std::to_string(b) + ".bin", noise, false, false}});
+  }
+  PublishedGame game = publishGame(files, "1");
+  server.publish(game, "manifest.gz");
+  auto context = makeContext();
+  auto limit = std::make_shared<std::atomic<uint64_t>>(2000000);
+  context->setDownloadRateLimit(limit);
+  double downloadSeconds = 0;
+  std::chrono::steady_clock::time_point stageStart;
+  std::string current;
+  PipelineResult r = runUpdatePipeline(context, "game/manifest.gz", nullptr, [&](char const* stage) {
+    auto now = std::chrono::steady_clock::now();
+    if (current == "download") downloadSeconds = std::chrono::duration<double>(now - stageStart).count();
+    current = stage;
+    stageStart = now;
+  });
+  ASSERT_TRUE(r.ok) << r.failedStage;
+  // An upper bound on the rate: a slow machine only takes longer.
+  EXPECT_LE(12e6 / downloadSeconds, 2.2e6) << downloadSeconds << " s";
+  EXPECT_EQ(installed("/part5.bin").size(), 2000000u);
 }
 
 TEST(SanityTest, StopsAtTheFirstStepThatFailsAndSaysWhy) {
