@@ -81,9 +81,11 @@ void unpackEntry(UpdateContext const& context, UpdateProgress& progress, Manifes
 
 void unpackManifestBundles(std::shared_ptr<UpdateContext> context, std::shared_ptr<UpdateProgress> progress,
                            std::vector<ManifestBundle> const& bundles) {
-  // The network is idle by now and the frame loop needs little: every hardware thread unpacks.
+  // The network is idle by now and the frame loop needs little: the unpack has the cores. Writes
+  // wait at times for the page cache to drain to disk, so twice as many workers as cores keep
+  // the cores busy meanwhile.
   int n = int(std::thread::hardware_concurrency());
-  vorn::ThreadPool pool(n > 1 ? n : 1);
+  vorn::ThreadPool pool(n > 1 ? 2 * n : 1);
   progress->total = 0;
   // Content already given to a job: equal content is unpacked once and copied to each name later.
   std::set<std::string> assigned;
