@@ -59,7 +59,7 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   void OnError(webui::SystemError const& error) override;
   void OnError(webui::ViewError const& error) override;
   void OnViewCreated(webui::View* view) override;
-  // A picture of the page is in the surface; it reaches the screen once the renderer exists.
+  // A picture of the page is in the surface: it goes into the UI texture, for the next frame.
   void OnDraw(webui::SurfaceHandle handle, bool, int width, int height) override;
   void OnReadyForBindings(int frameId, wchar_t const* path, bool isMainFrame) override;
   // The surface file is sized by the window, whatever size the page asks for.
