@@ -66,9 +66,9 @@ ka::Mat4x4f RasRenSceneViewport::projectionForTarget(int width, int height) cons
 }
 
 ka::Mat4x4f RasRenSceneViewport::getDefaultViewProj() const {
-  return projectionForTarget(rect_.width(), rect_.height()) == projection_
-             ? ka::Mat4x4f::identity()
-             : ka::Mat4x4f::translation({-1.0f / float(rect_.width()), 1.0f / float(rect_.height()), 0});
+  if (!renderer_->rasterizer()->needHalfPixelOffset() || rect_.width() <= 0 || rect_.height() <= 0)
+    return ka::Mat4x4f::identity();
+  return ka::Mat4x4f::translation({-1.0f / float(rect_.width()), 1.0f / float(rect_.height()), 0});
 }
 
 void RasRenSceneViewport::render() {
@@ -90,7 +90,7 @@ void RasRenSceneViewport::render() {
   getCulledMeshes(calls_);
   std::sort(calls_.begin(), calls_.end(), RasRenDrawCallOrder());
 
-  for (auto* list : {&overlay_, &general_, &lit_, &solidUnlit_, &transparentHdr_, &transparentNoHdr_}) {
+  for (auto* list : {&overlay_, &lit_, &solidUnlit_, &transparentHdr_, &transparentNoHdr_}) {
     list->clear();
     list->reserve(calls_.size());
   }
@@ -100,7 +100,6 @@ void RasRenSceneViewport::render() {
       overlay_.push_back(call);
       continue;
     }
-    general_.push_back(call);
     RasRenEffect const& effect = *call->effect;
     if (!effect.transparent()) {
       (effect.lit() ? lit_ : solidUnlit_).push_back(call);

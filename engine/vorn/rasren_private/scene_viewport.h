@@ -79,7 +79,7 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   bool orthographic_ = false;
   int slots_[SLOT_Count];
   // Kept between frames so that filling them allocates nothing once they have grown.
-  std::vector<RasRenDrawCall*> calls_, overlay_, general_, lit_, solidUnlit_, transparentHdr_, transparentNoHdr_;
+  std::vector<RasRenDrawCall*> calls_, overlay_, lit_, solidUnlit_, transparentHdr_, transparentNoHdr_;
 };
 
 }  // namespace vorn
