@@ -21,7 +21,8 @@ class CurlHttpLoaderImpl;
 
 class CurlHttpResponse final : public HttpResponse {
  public:
-  explicit CurlHttpResponse(HttpDataHandler handler) : dataHandler(std::move(handler)) {}
+  CurlHttpResponse(HttpDataHandler data, HttpStatusHandler status)
+      : dataHandler(std::move(data)), statusHandler(std::move(status)) {}
 
   uint32_t responseCode() const override { return code.load(std::memory_order_relaxed); }
   ka::StringRange header(ka::StringRange) const override { return ka::StringRange(); }
@@ -34,11 +35,21 @@ class CurlHttpResponse final : public HttpResponse {
   std::atomic<uint32_t> code{0};  // written once the transfer has ended
   std::vector<char> body;
   HttpDataHandler dataHandler;
+  HttpStatusHandler statusHandler;
+  CURL* easy = nullptr;  // set on the network thread before the transfer starts
+  bool statusTold = false;  // network thread only
   std::atomic<uint64_t> bytesRead{0};  // progress only: relaxed
 };
 
 size_t curlWriteData(char* data, size_t size, size_t count, void* userData) {
   auto* response = static_cast<CurlHttpResponse*>(userData);
+  if (response->statusHandler && !response->statusTold) {
+    // The headers are in by the first body byte; the code is that of the final response.
+    long code = 0;
+    curl_easy_getinfo(response->easy, CURLINFO_RESPONSE_CODE, &code);
+    response->statusTold = true;
+    response->statusHandler(uint32_t(code));
+  }
   response->bytesRead.fetch_add(size * count, std::memory_order_relaxed);
   if (response->dataHandler) {
     response->dataHandler(data, static_cast<unsigned long>(size * count));
@@ -103,6 +114,12 @@ class CurlHttpRequest final : public HttpRequest {
     dataHandler = std::move(value);
   }
 
+  void setStatusHandler(HttpStatusHandler value) override {
+    std::lock_guard lock(mutex);
+    requireIdle();
+    statusHandler = std::move(value);
+  }
+
   void execute() override;
   void abort() override;
 
@@ -158,6 +175,7 @@ class CurlHttpRequest final : public HttpRequest {
   // an abort has already dropped `current`.
   ka::Ref<CurlHttpResponse> receiving;
   HttpDataHandler dataHandler;
+  HttpStatusHandler statusHandler;
   bool complete = true;
   uint64_t transfer = 0;  // counts executions, so that a late abort can't touch a newer transfer
   bool releasePending = false;  // the last reference is gone; a task on the loader's queue frees it
@@ -294,7 +312,7 @@ void CurlHttpRequest::notify(std::function<void(HttpResultHandler*)> call) {
 void CurlHttpRequest::execute() {
   std::lock_guard lock(mutex);
   requireIdle();
-  current = ka::Ref<CurlHttpResponse>(new CurlHttpResponse(dataHandler));
+  current = ka::Ref<CurlHttpResponse>(new CurlHttpResponse(dataHandler, statusHandler));
   receiving = current;
   complete = false;
   ++transfer;
@@ -326,6 +344,7 @@ void CurlHttpRequest::setUp() {
     // transfer fails like any broken one, and the caller's retry can take over.
     curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, long(lowSpeedBytesPerSecond));
     curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, long(lowSpeedSeconds));
+    receiving->easy = easy;
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, receiving.get());
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
   }

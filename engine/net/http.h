@@ -38,6 +38,10 @@ class HttpResultHandler {
 
 // Receives body bytes as they arrive, on the network thread: it must be quick.
 using HttpDataHandler = std::function<void(char const* data, unsigned long count)>;
+// Told a response's status code on the network thread before its first body byte, so that a data
+// handler can decide what the bytes are (a resumed part, a whole file, an error page) as they come.
+// A response without a body doesn't call it.
+using HttpStatusHandler = std::function<void(uint32_t code)>;
 
 // One request, usable again once it has ended. Parameters can't change during a transfer:
 // the setters and execute then throw "Cannot change request parameters while a request is active".
@@ -55,6 +59,7 @@ class HttpRequest : public ka::Counted {
   virtual void setHandler(HttpResultHandler* handler, ka::TaskQueue* queue) = 0;
   // With a data handler the body goes to it and is not buffered.
   virtual void setDataHandler(HttpDataHandler handler) = 0;
+  virtual void setStatusHandler(HttpStatusHandler handler) = 0;
   virtual void execute() = 0;
   // Returns at once; the request reports complete once the network thread has let go of it.
   virtual void abort() = 0;

@@ -1,7 +1,11 @@
 #include "bundle_download.h"
 
-#include <algorithm>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "bundle_receiver.h"
 #include "download.h"
@@ -10,6 +14,7 @@
 #include "ka/strutil.h"
 #include "stage_pool.h"
 #include "vorn/osutil.h"
+#include "vorn/output_file.h"
 #include "vorn/threadpool.h"
 
 namespace update {
@@ -18,22 +23,61 @@ namespace {
 
 constexpr int kAttempts = 3;
 
-// One attempt at one bundle: empty when the bundle arrived whole, else why not.
+// What to do with a response's body, decided from its code before the first byte.
+void acceptBody(BundleReceiver& receiver, uint32_t code) {
+  if (code == 206) return;  // the rest of the kept part
+  if (code >= 200 && code < 300) {
+    // The whole file, whether or not the rest was asked for.
+    if (receiver.kept() > 0) receiver.startOver();
+    return;
+  }
+  receiver.refuse();  // an error page: neither the bundle nor a part of it
+}
+
+void discard(std::string const& path) {
+  if (::unlink(path.c_str()) != 0 && errno != ENOENT) KA_LOG(Warn) << "Unable to remove " << path;
+}
+
+// One attempt at one bundle: empty when the bundle arrived whole, else why not. The bytes go to a
+// partial file that outlives a failed attempt, a cancel or a killed process, so that the next
+// attempt asks only for the rest; the digest over the kept and the new bytes decides, and only a
+// whole bundle gets the bundle's name.
 std::string downloadAndChecksum(std::shared_ptr<UpdateContext> context, DownloadProgress& progress,
                                 std::string const& path, std::string const& url, std::string const& checksum,
-                                std::shared_ptr<RateLimiter> limiter) {
+                                uint64_t size, std::shared_ptr<RateLimiter> limiter) {
+  std::string const part = path + vorn::kPartialFileSuffix;
   // Shared with the sink, which the network thread may still call after this attempt ends.
-  auto receiver = std::make_shared<BundleReceiver>(path);
+  auto receiver = std::make_shared<BundleReceiver>(part, vorn::OutputFile::Start::Keep);
   if (!receiver->ok()) return receiver->error();
-  download(context->http(), url, progress, [receiver, limiter](char const* data, unsigned long count) {
-    limiter->take(count);
-    receiver->take(data, count);
-  });
-  if (!receiver->finish()) return receiver->error();
-  if (progress.cancelFlag) return "canceled";
-  if (!progress.error.empty()) return "transfer of " + url + " failed: " + progress.error;
+  uint64_t const kept = receiver->kept();
+  uint32_t code = 0;
+  if (kept < size || kept == 0) {
+    if (kept > 0) KA_LOG(Info) << "Resuming " << checksum << " after " << kept << " bytes";
+    progress.bytesExpected = size - kept;
+    code = downloadFrom(
+        context->http(), url, kept, progress, [receiver](uint32_t status) { acceptBody(*receiver, status); },
+        [receiver, limiter](char const* data, unsigned long count) {
+          limiter->take(count);
+          receiver->take(data, count);
+        });
+  }
+  bool const resumed = kept > 0 && receiver->kept() > 0;
+  bool const wrote = receiver->finish();
+  if (!wrote || progress.cancelFlag || !progress.error.empty()) {
+    // A part is kept for the next attempt unless there is nothing in it, or it no longer fits
+    // what the server holds.
+    struct stat info;
+    if (code == 416 || (::stat(part.c_str(), &info) == 0 && info.st_size == 0)) discard(part);
+    if (!wrote) return receiver->error();
+    if (progress.cancelFlag) return "canceled";
+    return "transfer of " + url + " failed: " + progress.error;
+  }
   std::string got = receiver->digest();
-  if (got != checksum) return "checksum mismatch, got " + got;
+  if (got != checksum) {
+    discard(part);
+    return "checksum mismatch, got " + got + (resumed ? " (resumed after " + std::to_string(kept) + " bytes)" : "");
+  }
+  if (::rename(part.c_str(), path.c_str()) != 0) return "rename " + part + ": " + std::strerror(errno);
   return std::string();
 }
 
@@ -44,6 +88,7 @@ struct DownloadJob {
   std::string path;
   std::string url;
   std::string checksum;
+  uint64_t size;
   std::shared_ptr<RateLimiter> limiter;  // shared by all the stage's transfers
 
   void operator()() const {
@@ -57,7 +102,7 @@ struct DownloadJob {
       download->bytesReceived = 0;
       download->finished = false;
       download->error.clear();
-      std::string why = downloadAndChecksum(context, *download, path, url, checksum, limiter);
+      std::string why = downloadAndChecksum(context, *download, path, url, checksum, size, limiter);
       if (why.empty()) return;
       if (progress->canceled) continue;
       KA_LOG(Warn) << "Attempt " << attempt << " of " << kAttempts << " to download " << checksum
@@ -69,7 +114,7 @@ struct DownloadJob {
   }
 };
 
-// A bundle left by an earlier run is kept if its digest is right; this is the whole of resuming.
+// A whole bundle left by an earlier run is kept if its digest is right.
 struct VerifyJob {
   DownloadJob fetch;
 
@@ -147,7 +192,7 @@ void downloadManifestEntries(std::shared_ptr<UpdateContext> context, std::shared
     transfer->bytesExpected = bundle.size;
     DownloadJob job{context, progress, transfer, context->getSystemTempPath(bundle.checksum) + ".bundle",
                     context->makeDownloadUrl(ka::uriEncode(bundle.checksum, false, "/'!*:(),")), bundle.checksum,
-                    limiter};
+                    bundle.size, limiter};
     if (vorn::osutil::fileExists(job.path)) {
       KA_LOG(Info) << "Verifying on-disk file " << job.path;
       pool.enqueue(VerifyJob{job});

@@ -1,12 +1,29 @@
 #include "bundle_receiver.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 namespace update {
 
-BundleReceiver::BundleReceiver(std::string const& path) : file_(path) {
+BundleReceiver::BundleReceiver(std::string const& path, vorn::OutputFile::Start start) : file_(path, 0644, start) {
   sha1_.reset();
+  if (start == vorn::OutputFile::Start::Keep && file_.ok()) {
+    // The file is cut to what could be read, so that the digest covers exactly what stays.
+    int in = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    std::vector<char> buffer(in >= 0 ? kBlockSize : 0);
+    for (ssize_t got; in >= 0 && (got = ::read(in, buffer.data(), buffer.size())) != 0;) {
+      if (got < 0 && errno == EINTR) continue;
+      if (got < 0) break;
+      sha1_.update(buffer.data(), size_t(got));
+      kept_ += uint64_t(got);
+    }
+    if (in >= 0) ::close(in);
+    file_.truncate(kept_);
+  }
   writer_ = std::thread([this] { writeBlocks(); });
 }
 
@@ -34,6 +51,19 @@ void BundleReceiver::take(char const* data, size_t count) {
     count -= n;
     if (filling_->size() == kBlockSize) handOver();
   }
+}
+
+void BundleReceiver::startOver() {
+  std::lock_guard lock(mutex_);
+  // Nothing has been taken yet, so the writer holds no block and touches neither file nor digest.
+  file_.truncate(0);
+  sha1_.reset();
+  kept_ = 0;
+}
+
+void BundleReceiver::refuse() {
+  std::lock_guard lock(mutex_);
+  open_ = false;
 }
 
 void BundleReceiver::handOver() {

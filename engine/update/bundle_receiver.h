@@ -22,7 +22,9 @@ class BundleReceiver {
   static constexpr size_t kBlockSize = size_t(1) << 20;
   static constexpr size_t kBlocksWaiting = 4;
 
-  explicit BundleReceiver(std::string const& path);
+  // With Start::Keep the bytes already at `path` are kept and digested first (on the calling
+  // thread), and what is taken is written after them.
+  explicit BundleReceiver(std::string const& path, vorn::OutputFile::Start start = vorn::OutputFile::Start::Empty);
   // Finishes if `finish` was not called.
   ~BundleReceiver();
   BundleReceiver(BundleReceiver const&) = delete;
@@ -33,6 +35,13 @@ class BundleReceiver {
   void take(char const* data, size_t count);
   // Refuses later bytes, writes what came, and closes the file; false if a write failed.
   bool finish();
+  // For the network thread, before the first byte: the file comes whole after all, so the kept
+  // bytes go; or what comes is not the file's (an error page) and is dropped.
+  void startOver();
+  void refuse();
+
+  // Bytes that were at the path and kept, until a startOver.
+  uint64_t kept() const { return kept_; }
 
   bool ok() const { return file_.ok(); }
   std::string const& error() const { return file_.error(); }
@@ -48,6 +57,7 @@ class BundleReceiver {
 
   vorn::OutputFile file_;
   ka::SHA1Context sha1_;
+  uint64_t kept_ = 0;
   std::mutex mutex_;
   std::condition_variable changed_;
   bool open_ = true;

@@ -3,10 +3,12 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
+#include <algorithm>
 #include <set>
 #include <sstream>
 
 #include "ka/printutil.h"
+#include "vorn/output_file.h"
 
 namespace update {
 
@@ -40,7 +42,8 @@ SpaceNeeded spaceNeeded(UpdateContext const& context, std::vector<ManifestBundle
   std::set<std::string> contents;
   for (ManifestBundle const& bundle : bundles) {
     // A bundle partly or wholly in the cache already needs only the rest.
-    uint64_t kept = sizeOnDisk(context.getSystemTempPath(bundle.checksum) + ".bundle");
+    std::string cached = context.getSystemTempPath(bundle.checksum) + ".bundle";
+    uint64_t kept = std::max(sizeOnDisk(cached), sizeOnDisk(cached + vorn::kPartialFileSuffix));
     need.cache += bundle.size > kept ? bundle.size - kept : 0;
     for (ManifestEntry const& entry : bundle.entries) {
       // Equal content is unpacked once, and installed under each name.

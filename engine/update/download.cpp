@@ -69,10 +69,20 @@ void download(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, Downlo
 
 void download(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, DownloadProgress& progress,
               std::function<void(char const*, unsigned long)> sink) {
+  downloadFrom(std::move(http), url, 0, progress, nullptr, std::move(sink));
+}
+
+uint32_t downloadFrom(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, uint64_t offset,
+                      DownloadProgress& progress, std::function<void(uint32_t)> status,
+                      std::function<void(char const*, unsigned long)> sink) {
   ka::Ref<net::HttpRequest> request = makeRequest(*http, url, "");
+  if (offset > 0) request->addHeader(ka::stringprintf("Range: bytes=%llu-", (unsigned long long)offset));
+  if (status) request->setStatusHandler(std::move(status));
   request->setDataHandler(std::move(sink));
   run(request, progress);
   if (succeeded(progress)) progress.finished = true;
+  ka::Ref<net::HttpResponse> response = request->response();
+  return response ? response->responseCode() : 0;
 }
 
 std::string downloadString(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, DownloadProgress& progress,

@@ -20,6 +20,12 @@ void download(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, Downlo
 // The body goes to `sink` on the network thread as it arrives.
 void download(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, DownloadProgress& progress,
               std::function<void(char const*, unsigned long)> sink);
+// For resuming: asks for the bytes from `offset` on (no "Range" when 0). `status` hears the
+// response's code on the network thread before the first body byte, so that the sink knows what
+// it gets. Returns the response's code, 0 if none came.
+uint32_t downloadFrom(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, uint64_t offset,
+                      DownloadProgress& progress, std::function<void(uint32_t)> status,
+                      std::function<void(char const*, unsigned long)> sink);
 // The body, or empty on failure; a non-empty `authToken` is sent as "X-Authorization".
 std::string downloadString(std::shared_ptr<net::HttpLoader> http, ka::StringRange url, DownloadProgress& progress,
                            std::string const& authToken);

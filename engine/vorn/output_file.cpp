@@ -14,8 +14,8 @@ namespace vorn {
 
 namespace {
 
-int openNoFollow(std::string const& path, mode_t mode) {
-  int const flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
+int openNoFollow(std::string const& path, mode_t mode, OutputFile::Start start) {
+  int const flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | (start == OutputFile::Start::Empty ? O_TRUNC : 0);
   int fd = ::open(path.c_str(), flags, mode);
   struct stat info;
   if (fd < 0 && errno == ELOOP && ::lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode)) {
@@ -27,9 +27,10 @@ int openNoFollow(std::string const& path, mode_t mode) {
 
 }  // namespace
 
-OutputFile::OutputFile(ka::StringRange path, mode_t mode) : path_(path.str()) {
-  fd_ = openNoFollow(path_, mode);
+OutputFile::OutputFile(ka::StringRange path, mode_t mode, Start start) : path_(path.str()) {
+  fd_ = openNoFollow(path_, mode, start);
   if (fd_ < 0) fail("open");
+  else if (start == Start::Keep && ::lseek(fd_, 0, SEEK_END) < 0) fail("seek");
 }
 
 OutputFile::~OutputFile() {
@@ -50,6 +51,13 @@ bool OutputFile::write(char const* data, size_t count) {
     data += put;
     count -= size_t(put);
   }
+  return true;
+}
+
+bool OutputFile::truncate(uint64_t size) {
+  if (!ok()) return false;
+  if (::ftruncate(fd_, off_t(size)) != 0) return fail("truncate");
+  if (::lseek(fd_, off_t(size), SEEK_SET) < 0) return fail("seek");
   return true;
 }
 

@@ -4,6 +4,8 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
+
 #include <string>
 
 #include "ka/string_range.h"
@@ -16,8 +18,10 @@ inline constexpr char kPartialFileSuffix[] = ".zandor-part";
 
 class OutputFile {
  public:
-  // Creates or empties `path`. A symbolic link in its place is removed, never followed.
-  explicit OutputFile(ka::StringRange path, mode_t mode = 0644);
+  // Empty: creates or empties `path`; Keep: creates it or writes on after what it holds. A
+  // symbolic link in its place is removed, never followed.
+  enum class Start { Empty, Keep };
+  explicit OutputFile(ka::StringRange path, mode_t mode = 0644, Start start = Start::Empty);
   ~OutputFile();
   OutputFile(OutputFile const&) = delete;
   OutputFile& operator=(OutputFile const&) = delete;
@@ -26,6 +30,8 @@ class OutputFile {
   bool ok() const { return error_.empty(); }
   std::string const& error() const { return error_; }
   bool write(char const* data, size_t count);
+  // Cuts the file to `size` bytes and writes on from there.
+  bool truncate(uint64_t size);
   // Appends the whole content of another file.
   bool copyFrom(ka::StringRange sourcePath);
   // Sets all three execute bits on the file written so far.

@@ -126,13 +126,29 @@ TEST_F(CurlHttpTest, LargeBodiesStreamToTheDataHandler) {
   size_t const size = 48u << 20;
   size_t received = 0;
   bool intact = true;
+  std::vector<std::pair<uint32_t, size_t>> statuses;  // code, bytes received before it was told
   auto r = client.request(server.url("/big/" + std::to_string(size)));
+  r->setStatusHandler([&](uint32_t code) { statuses.emplace_back(code, received); });
   r->setDataHandler([&](char const* data, unsigned long count) {
     for (unsigned long i = 0; i < count; ++i) intact &= data[i] == patternByte(received + i);
     received += count;
   });
   ASSERT_TRUE(runToEnd(r, 60s));
   EXPECT_EQ(received, size);
+  EXPECT_EQ(statuses, (std::vector<std::pair<uint32_t, size_t>>{{200, 0}})) << "told once, before the body";
+  // An error page's code comes before its body too; a bodiless answer tells nothing.
+  for (int code : {404, 204}) {
+    statuses.clear();
+    received = 0;
+    auto e = client.request(server.url("/status/" + std::to_string(code)));
+    e->setStatusHandler([&](uint32_t c) { statuses.emplace_back(c, received); });
+    e->setDataHandler([&](char const*, unsigned long count) { received += count; });
+    ASSERT_TRUE(runToEnd(e));
+    EXPECT_EQ(statuses.size(), code == 204 ? 0u : 1u);
+    if (code == 404) {
+      EXPECT_EQ(statuses[0], std::make_pair(uint32_t(404), size_t(0)));
+    }
+  }
   EXPECT_TRUE(intact);
   EXPECT_EQ(r->bytesRead(), size);
   EXPECT_TRUE(r->response()->resultsVector().empty()) << "nothing is buffered";

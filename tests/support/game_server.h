@@ -14,7 +14,7 @@ class GameServer {
  public:
   GameServer() {
     server_.routes().Get(R"(/game/(.*))", [this](httplib::Request const& req, httplib::Response& res) {
-      serve(req.matches[1], res);
+      serve(req.matches[1], req, res);
     });
     server_.start();
   }
@@ -34,6 +34,13 @@ class GameServer {
   void serveRaw(std::string const& path, std::vector<char> bytes) { locked([&] { files_[path] = std::move(bytes); }); }
   // Sends this file in small pieces with pauses, so that a test can catch it mid-transfer.
   void throttle(std::string const& path) { locked([&] { slow_.insert(path); }); }
+  // Answers requests of `path` whole, as a server that doesn't know ranges does.
+  void ignoreRanges(std::string const& path) { locked([&] { wholeOnly_.insert(path); }); }
+  // The "Range" header of each request of `path`, in order; empty where there was none.
+  std::vector<std::string> ranges(std::string const& path) {
+    std::lock_guard lock(mutex_);
+    return ranges_[path];
+  }
   int requests(std::string const& path) {
     std::lock_guard lock(mutex_);
     return counts_[path];
@@ -44,7 +51,12 @@ class GameServer {
     for (auto const& [path, count] : counts_) n += path.rfind("hashed/", 0) == 0 ? count : 0;
     return n;
   }
-  void resetCounts() { locked([&] { counts_.clear(); }); }
+  void resetCounts() {
+    locked([&] {
+      counts_.clear();
+      ranges_.clear();
+    });
+  }
   std::string baseUrl() const { return server_.url("/"); }
   void stop() {
     stopping_ = true;
@@ -58,17 +70,24 @@ class GameServer {
     f();
   }
 
-  void serve(std::string const& path, httplib::Response& res) {
+  void serve(std::string const& path, httplib::Request const& req, httplib::Response& res) {
     std::lock_guard lock(mutex_);
     ++counts_[path];
+    ranges_[path].push_back(req.get_header_value("Range"));
+    // The library applies a request's ranges to any answer after this handler returns, even to
+    // an error page; a real server ranges only the file.
+    auto answerWhole = [&req] { const_cast<httplib::Request&>(req).ranges.clear(); };
+    if (wholeOnly_.count(path)) answerWhole();
     auto it = files_.find(path);
     if (missing_.count(path) || it == files_.end()) {
+      answerWhole();
       res.status = 404;
       res.set_content("<html>Not Found</html>", "text/html");
       return;
     }
     auto failure = failOnce_.find(path);
     if (failure != failOnce_.end()) {
+      answerWhole();
       res.status = failure->second;
       res.set_content("<html>Try again</html>", "text/html");
       failOnce_.erase(failure);
@@ -101,7 +120,8 @@ class GameServer {
   std::mutex mutex_;
   std::map<std::string, std::vector<char>> files_;
   std::map<std::string, int> counts_;
-  std::set<std::string> missing_, corrupt_, slow_, truncate_;
+  std::map<std::string, std::vector<std::string>> ranges_;
+  std::set<std::string> missing_, corrupt_, slow_, truncate_, wholeOnly_;
   std::map<std::string, int> failOnce_;
   std::atomic<bool> stopping_{false};
   LocalHttpServer server_;

@@ -1,5 +1,5 @@
 // Runs one whole update in a process of its own, so that a test can kill it part way through.
-// usage: update_runner BASE_URL GAME_DIR TEMP_DIR MANIFEST_NAME
+// usage: update_runner BASE_URL GAME_DIR TEMP_DIR MANIFEST_NAME [BYTES_PER_SECOND]
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -25,14 +25,15 @@ std::string peakMemory() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 5) {
-    std::fprintf(stderr, "usage: update_runner BASE_URL GAME_DIR TEMP_DIR MANIFEST_NAME\n");
+  if (argc != 5 && argc != 6) {
+    std::fprintf(stderr, "usage: update_runner BASE_URL GAME_DIR TEMP_DIR MANIFEST_NAME [BYTES_PER_SECOND]\n");
     return 2;
   }
   std::shared_ptr<net::HttpLoader> loader(net::createCurlHttpLoader(""));
   std::thread(net::pumpHttpLoader, loader, std::make_shared<std::mutex>(), nullptr).detach();
   auto context = update::createUpdateContext(loader, argv[2], argv[3], argv[1]);
   context->setDownloadPath("game/hashed");
+  if (argc == 6) context->setDownloadRateLimit(std::make_shared<std::atomic<uint64_t>>(std::strtoull(argv[5], nullptr, 10)));
   context->setManifestOnDisk(std::string(argv[2]) + "/manifest.gz");
   PipelineResult result = runUpdatePipeline(context, argv[4], nullptr, [](char const* stage) {
     std::printf("stage %s\n", stage);

@@ -96,7 +96,9 @@ DevServer::DevServer(Config config) : config_(std::move(config)), server_(std::m
   // Idle connections are closed soon, so that a stop never waits long for them.
   server_->set_keep_alive_timeout(2);
   server_->set_logger([](httplib::Request const& req, httplib::Response const& res) {
-    KA_LOG(Info) << req.method << " " << req.path << " " << res.status;
+    // Ranged requests show, so that a resumed download can be told from a whole one.
+    std::string range = req.get_header_value("Range");
+    KA_LOG(Info) << req.method << " " << req.path << " " << res.status << (range.empty() ? "" : " " + range);
   });
   addRoutes();
 }
