@@ -13,6 +13,7 @@
 #include "launcher_options.h"
 #include "update/download.h"
 #include "update/platform_util.h"
+#include "update/stream_signature.h"
 #include "update/update.h"
 #include "update/update_context.h"
 #include "vorn/osutil.h"
@@ -59,7 +60,14 @@ bool LauncherGUI::initContext(std::string const& streamName) {
   updateContext->setDownloadAuthSuffix(stream.AuthSuffix);
   updateContext->setDownloadPath(stream.TitleFolder + "/hashed");
   updateContext->setDownloadRateLimit(downloadLimit);
+  updateContext->setStreamPublicKey(streamPublicKey);
   return true;
+}
+
+std::string LauncherGUI::storedManifestDoubt(Stream const& stream, std::string const& manifestPath) const {
+  if (streamPublicKey.empty()) return std::string();
+  // Files on disk can be changed by anyone who can write there: the signature is checked again.
+  return update::checkStoredSignature(streamPublicKey, stream.TitleFolder + "/" + stream.ManifestName, manifestPath);
 }
 
 bool LauncherGUI::continueUpdate(std::string const& id) {
@@ -104,6 +112,8 @@ void LauncherGUI::checkManifestJob(std::string const& id, std::string const& str
   bool fullCheck = true;
   if (!vorn::osutil::fileExists(manifestPath)) {
     KA_LOG(Warn) << "No manifest at " << manifestPath;
+  } else if (std::string why = storedManifestDoubt(stream, manifestPath); !why.empty()) {
+    KA_LOG(Warn) << "Not believing the manifest at " << manifestPath << ": " << why;
   } else {
     try {
       updateContext->setManifest(update::Manifest::fromZippedFile(manifestPath));

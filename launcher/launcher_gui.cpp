@@ -260,10 +260,13 @@ void LauncherGUI::update(float seconds) {
   {
     std::lock_guard<std::mutex> lock(progressMutex);
     if (aggregator) aggregator->update(seconds);
-    // Ten events a second at most, whatever the frame rate; none after a cancel.
-    if (busy && progress && !progress->canceled && nextProgressTime < systemMicroseconds()) {
+    // Ten events a second at most, whatever the frame rate, besides one at each new phase; none
+    // after a cancel.
+    bool newPhase = progressPhase != progressPhaseShown;
+    if (busy && progress && !progress->canceled && (newPhase || nextProgressTime < systemMicroseconds())) {
       if (view) view->TriggerEvent("asyncProgress", progressDocument(*progress, aggregator.get()));
       nextProgressTime = systemMicroseconds() + 100000;
+      progressPhaseShown = progressPhase;
     }
   }
   std::lock_guard<std::mutex> lock(resultMutex);

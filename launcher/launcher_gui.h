@@ -17,6 +17,7 @@
 #include "ka/json.h"
 #include "ka/logsink.h"
 #include "launcher_config.h"
+#include "launcher_hosts.h"
 #include "net/http.h"
 #include "vorn/profiler.h"
 #include "vorn/renderer.h"
@@ -116,6 +117,8 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
 
   bool initContext(std::string const& streamName);
   bool continueUpdate(std::string const& id);
+  // Why a stored manifest is not to be believed: empty when no signature is required or it holds.
+  std::string storedManifestDoubt(Stream const& stream, std::string const& manifestPath) const;
   void checkManifestJob(std::string const& id, std::string const& streamName, std::string const& minimalBuildId);
   void launchJob(std::string const& id, std::string const& streamName, std::string const& extraArguments);
   // Starts the game and ends the job; a started game ends the launcher too.
@@ -142,9 +145,13 @@ class LauncherGUI : public vorn::Game, public webui::EventListener, public webui
   std::shared_ptr<update::UpdateContext> updateContext;
   // Asked for the free space of the cache's and the game's file systems before a download.
   update::FreeSpaceProbe freeSpaceProbe = update::probeFreeSpace;
+  // The key every stream's manifest must be signed with; the built-in one, tests may change it.
+  std::string streamPublicKey = hosts::kStreamPublicKey;
   // Shared with each update context; `--max-download-rate` sets it first.
   std::shared_ptr<std::atomic<uint64_t>> downloadLimit = std::make_shared<std::atomic<uint64_t>>(0);
   int64_t nextProgressTime = 0;  // microseconds of the system clock
+  // Counts setProgress calls, so that a new phase is shown at the next frame, however short it is.
+  uint64_t progressPhase = 0, progressPhaseShown = 0;
   std::atomic<bool> busy{false};
   std::atomic<bool> uiUpdatePending{false};  // the UI system's pump is queued for the main thread
   int jobCounter = 0;  // only the thread that won `busy` touches it

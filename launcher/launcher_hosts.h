@@ -14,5 +14,7 @@ extern char const* const kLiveSetupUrl;
 extern char const* const kDevSetupUrl;
 // The store's web site, where the player's account page is.
 extern char const* const kStoreUrl;
+// The PEM public key that must have signed every stream's manifest; empty: none is required.
+extern char const* const kStreamPublicKey;
 
 }  // namespace hosts

@@ -110,6 +110,7 @@ void LauncherGUI::finishJob(std::string const& id, bool success, std::string con
 void LauncherGUI::setProgress(update::UpdateProgress* record) {
   std::lock_guard<std::mutex> lock(progressMutex);
   progress.reset(record);
+  ++progressPhase;
   aggregator = std::make_shared<update::DownloadProgressAggregator>();
 }
 

@@ -15,6 +15,7 @@
 #include "ka/pathutil.h"
 #include "ka/strutil.h"
 #include "stage_pool.h"
+#include "stream_signature.h"
 #include "vorn/osutil.h"
 #include "vorn/output_file.h"
 #include "vorn/threadpool.h"
@@ -69,7 +70,10 @@ NameSet namesOf(UpdateContext& context) {
   NameSet names;
   for (ManifestBundle const& bundle : context.manifest()->bundles)
     for (ManifestEntry const& entry : bundle.entries) names.insert(entry.filename);
-  if (auto manifest = storedManifestName(context)) names.insert(*manifest);
+  if (auto manifest = storedManifestName(context)) {
+    names.insert(*manifest);
+    names.insert(*manifest + kSignatureSuffix);
+  }
   return names;
 }
 

@@ -13,6 +13,7 @@
 #include "ka/log.h"
 #include "ka/strutil.h"
 #include "stage_pool.h"
+#include "stream_signature.h"
 #include "vorn/osutil.h"
 #include "vorn/output_file.h"
 #include "vorn/threadpool.h"
@@ -129,6 +130,15 @@ struct VerifyJob {
   }
 };
 
+// Empty when the manifest's signature came and is the trusted key's, else why not.
+std::string fetchAndCheckSignature(UpdateContext& context, DownloadProgress& transfer, ka::StringRange manifestName,
+                                   std::vector<char> const& zipped, std::vector<char>& signature) {
+  std::string url = context.makeManifestUrl(manifestName.str() + kSignatureSuffix);
+  download(context.http(), url, transfer, signature);
+  if (!transfer.error.empty()) return "transfer of " + url + " failed: " + transfer.error;
+  return checkStreamSignature(context.streamPublicKey(), manifestName, zipped, signature);
+}
+
 }  // namespace
 
 std::shared_ptr<Manifest> downloadManifest(std::shared_ptr<UpdateContext> context,
@@ -149,6 +159,17 @@ std::shared_ptr<Manifest> downloadManifest(std::shared_ptr<UpdateContext> contex
       continue;
     }
     KA_LOG(Info) << " done!";
+    std::vector<char> signature;
+    if (!context->streamPublicKey().empty()) {
+      // Checked before a byte of the manifest is read: unsigned text never reaches the parser.
+      std::string why = fetchAndCheckSignature(*context, transfer, manifestName, zipped, signature);
+      if (progress->canceled) return nullptr;
+      if (!why.empty()) {
+        KA_LOG(Warn) << "Attempt " << attempt << " of " << kAttempts << ": the manifest's signature: " << why;
+        failure = kBadSignatureMessage;
+        continue;
+      }
+    }
     KA_LOG(Info) << "Deserializing manifest";
     std::shared_ptr<Manifest> manifest;
     try {
@@ -163,6 +184,12 @@ std::shared_ptr<Manifest> downloadManifest(std::shared_ptr<UpdateContext> contex
     KA_LOG(Info) << "Writing manifest to " << context->manifestOnDisk();
     // Whole or not at all: a stored manifest is believed by later runs.
     std::string why;
+    // The signature first: a manifest stored without its own is not believed later.
+    std::string signatureOnDisk = context->manifestOnDisk() + kSignatureSuffix;
+    if (!signature.empty() && !vorn::writeWholeFile(signatureOnDisk, signature.data(), signature.size(), why)) {
+      failure = "Unable to store the manifest's signature: " + why;
+      break;
+    }
     if (!vorn::writeWholeFile(context->manifestOnDisk(), zipped.data(), zipped.size(), why)) {
       failure = "Unable to store the manifest: " + why;
       break;

@@ -31,6 +31,8 @@ class UpdateContextImpl final : public UpdateContext {
 
   void setDownloadRateLimit(std::shared_ptr<std::atomic<uint64_t>> limit) override { rateLimit_ = std::move(limit); }
   std::shared_ptr<std::atomic<uint64_t>> downloadRateLimitHolder() const override { return rateLimit_; }
+  void setStreamPublicKey(std::string const& pem) override { streamPublicKey_ = pem; }
+  std::string const& streamPublicKey() const override { return streamPublicKey_; }
   void setDownloadPath(ka::StringRange path) override {
     downloadPath_ = path.str();
     endWithSlash(downloadPath_);
@@ -59,6 +61,7 @@ class UpdateContextImpl final : public UpdateContext {
   std::string downloadAuthSuffix_;
   std::string downloadPath_;
   std::shared_ptr<std::atomic<uint64_t>> rateLimit_;
+  std::string streamPublicKey_;
   std::string gameDir_;
   std::string tempDir_;
   std::string manifestOnDisk_;

@@ -33,6 +33,9 @@ class UpdateContext {
   virtual void setDownloadRateLimit(std::shared_ptr<std::atomic<uint64_t>> limit) = 0;
   // Null when none was set.
   virtual std::shared_ptr<std::atomic<uint64_t>> downloadRateLimitHolder() const = 0;
+  // The PEM public key that must have signed the manifest; empty: manifests need no signature.
+  virtual void setStreamPublicKey(std::string const& pem) = 0;
+  virtual std::string const& streamPublicKey() const = 0;
   // Names are joined as they come: they must be URL-encoded already.
   virtual std::string makeManifestUrl(ka::StringRange name) const = 0;
   virtual std::string makeDownloadUrl(ka::StringRange name) const = 0;

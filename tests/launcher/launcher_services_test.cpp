@@ -165,6 +165,32 @@ TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
   EXPECT_EQ(log.find(kPassword), std::string::npos) << "the password reached the log";
 }
 
+TEST_F(LauncherServicesTest, ASignedStreamIsBelievedOnlyWithItsSignatureOnDiskAsOnTheServer) {
+  startServer(1);
+  LauncherRun& r = start();
+  Inspect::setStreamPublicKey(r.gui(), readFile(ZANDOR_DEMO_DIR "/stream-signing-key.pub.pem"));
+  ASSERT_TRUE(signIn().flag(1));
+  ASSERT_TRUE(call("listStreams").flag(1));
+  EXPECT_EQ(call("checkManifest", {std::string("stable"), std::string("1")}).text(2), "updateComplete");
+  EXPECT_EQ(readFile(gameDir() + "/manifest.gz.sig"), readFile(home.file("site-v1/SampleGame/manifest.gz.sig")));
+
+  // A stored manifest whose signature fails is not believed: no skip, and it is fetched again.
+  std::ofstream(gameDir() + "/manifest.gz.sig", std::ios::binary) << std::string(64, 'x');
+  fs::remove(gameDir() + "/data/text/story.txt");
+  EXPECT_EQ(call("checkManifest", {std::string("stable"), std::string("1")}).text(2), "updateComplete");
+  EXPECT_TRUE(fs::exists(gameDir() + "/data/text/story.txt"));
+  std::string log = readFile(Inspect::logFilePath(r.gui()));
+  EXPECT_NE(log.find("WARN Not believing the manifest at " + gameDir() + "/manifest.gz: the signature does not match"),
+            std::string::npos);
+
+  // A host without the signature gets nothing believed.
+  fs::remove(home.file("site-v1/SampleGame/manifest.gz.sig"));
+  fs::remove(gameDir() + "/manifest.gz.sig");
+  RecordedEvent refused = call("checkManifest", {std::string("stable"), std::string("1")});
+  EXPECT_FALSE(refused.flag(1));
+  EXPECT_NE(refused.text(2).find("The update's signature is not valid"), std::string::npos) << refused.text(2);
+}
+
 TEST_F(LauncherServicesTest, FailedSignInsLeaveNoUsableTicket) {
   startServer(1);
   LauncherRun& r = start({"--devmode"});

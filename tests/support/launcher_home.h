@@ -40,6 +40,7 @@ struct LauncherGUIInspector {
   static void setFreeSpaceProbe(LauncherGUI& gui, update::FreeSpaceProbe probe) {
     gui.freeSpaceProbe = std::move(probe);
   }
+  static void setStreamPublicKey(LauncherGUI& gui, std::string const& pem) { gui.streamPublicKey = pem; }
   static void finishJob(LauncherGUI& gui, std::string const& id, std::string const& text) {
     gui.finishJob(id, true, text);
   }
@@ -106,15 +107,19 @@ class RecordingLauncherFactory : public vorn::GameFactory {
  public:
   std::string name() const override { return "ZandorLauncher"; }
   vorn::Game* create(vorn::Platform* platform) override {
-    return new LauncherGUI(platform, [this](webui::WebUISettings const& settings, webui::EventListener* listener,
-                                            vorn::Platform*) {
+    auto* gui = new LauncherGUI(platform, [this](webui::WebUISettings const& settings, webui::EventListener* listener,
+                                                 vorn::Platform*) {
       this->settings = settings;
       auto made = std::make_unique<RecordingUIHost>(listener, &view);
       host = made.get();
       return made;
     });
+    LauncherGUIInspector::setStreamPublicKey(*gui, streamPublicKey);
+    return gui;
   }
 
+  // The tests' games are not signed unless a test says so.
+  std::string streamPublicKey;
   RecordingView view;
   RecordingUIHost* host = nullptr;
   webui::WebUISettings settings;

@@ -10,6 +10,7 @@
 
 #include "ka/sha1.h"
 #include "ka/strutil.h"
+#include "update/stream_signature.h"
 #include "vorn/gzip.h"
 
 namespace fs = std::filesystem;
@@ -265,6 +266,13 @@ PackResult build(PackOptions const& options) {
     throw std::runtime_error("a title folder, a manifest name and a version are needed");
   }
   if (options.bundleSize == 0) throw std::runtime_error("the bundle size must be above 0");
+  std::string signingKey;
+  if (!options.signingKey.empty()) {
+    std::vector<char> pem = readFile(options.signingKey);
+    signingKey.assign(pem.begin(), pem.end());
+    update::signStream(signingKey, "", {});  // refuses a bad key before anything is written
+  }
+  std::string const signedPath = options.titleFolder + "/" + options.manifestName;
   std::vector<SourceFile> files = listBuild(options.buildDir);
   std::map<std::string, std::string> checksumByName;
   for (SourceFile const& f : files) checksumByName[f.name] = sha1Of(readFile(f.hostPath));
@@ -303,19 +311,35 @@ PackResult build(PackOptions const& options) {
   // Same files, other bundling (another bundle size or previous build): still another manifest.
   if (fs::exists(manifestPath) && readFile(manifestPath) != std::vector<char>(zipped.begin(), zipped.end()))
     refuseToReplace(manifestPath);
-  writeAtomically(manifestPath, std::vector<char>(zipped.begin(), zipped.end()));
+  std::vector<char> manifestGz(zipped.begin(), zipped.end());
+  // The signature before the manifest: a launcher that finds the manifest finds its signature.
+  if (!signingKey.empty()) {
+    writeAtomically(manifestPath + update::kSignatureSuffix, update::signStream(signingKey, signedPath, manifestGz));
+  }
+  writeAtomically(manifestPath, manifestGz);
   return result;
 }
 
-std::vector<std::string> verify(std::string const& manifestPath) {
+std::vector<std::string> verify(std::string const& manifestPath, std::string const& publicKeyPem) {
   std::vector<std::string> faults;
+  if (!publicKeyPem.empty()) {
+    // Signed as "TitleFolder/ManifestName": the last two parts of the path.
+    fs::path path(manifestPath);
+    std::string signedPath = path.parent_path().filename().string() + "/" + path.filename().string();
+    std::string why = update::checkStoredSignature(publicKeyPem, signedPath, manifestPath);
+    if (!why.empty()) faults.push_back(manifestPath + ": signature: " + why);
+  }
   std::shared_ptr<update::Manifest> manifest;
   try {
     manifest = update::Manifest::fromZippedFile(manifestPath);
   } catch (std::runtime_error const& e) {
-    return {manifestPath + ": not a manifest: " + e.what()};
+    faults.push_back(manifestPath + ": not a manifest: " + e.what());
+    return faults;
   }
-  if (!manifest) return {manifestPath + ": can't be read"};
+  if (!manifest) {
+    faults.push_back(manifestPath + ": can't be read");
+    return faults;
+  }
   std::string hashedDir = fs::path(manifestPath).parent_path().string() + "/hashed";
   for (update::ManifestBundle const& bundle : manifest->bundles) {
     std::string path = hashedDir + "/" + bundle.checksum;

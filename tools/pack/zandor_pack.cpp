@@ -2,6 +2,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -14,7 +16,8 @@ int usage() {
   std::fprintf(stderr,
                "usage: zandor-pack build BUILD_DIR OUT_DIR --title-folder T --manifest-name M --version V\n"
                "                         [--patches-from V0] [--previous OLD_MANIFEST] [--bundle-size BYTES]\n"
-               "       zandor-pack verify OUT_DIR/T/M\n");
+               "                         [--sign PRIVATE_KEY.pem]\n"
+               "       zandor-pack verify OUT_DIR/T/M [--public-key PUBLIC_KEY.pem]\n");
   return 2;
 }
 
@@ -34,6 +37,7 @@ int runBuild(int argc, char** argv) {
     else if (name == "--version") options.version = value;
     else if (name == "--patches-from") options.patchesFrom = value;
     else if (name == "--previous") options.previousManifest = value;
+    else if (name == "--sign") options.signingKey = value;
     else if (name == "--bundle-size") {
       char* end = nullptr;
       options.bundleSize = std::strtoull(value.c_str(), &end, 10);
@@ -60,8 +64,18 @@ int runBuild(int argc, char** argv) {
 }
 
 int runVerify(int argc, char** argv) {
-  if (argc != 3) return usage();
-  auto faults = pack::verify(argv[2]);
+  std::string publicKey;
+  if (argc == 5 && std::strcmp(argv[3], "--public-key") == 0) {
+    std::ifstream in(argv[4], std::ios::binary);
+    publicKey.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    if (publicKey.empty()) {
+      std::fprintf(stderr, "zandor-pack: can't read the public key %s\n", argv[4]);
+      return 2;
+    }
+  } else if (argc != 3) {
+    return usage();
+  }
+  auto faults = pack::verify(argv[2], publicKey);
   for (auto const& f : faults) std::printf("%s\n", f.c_str());
   if (faults.empty()) std::printf("%s: ok\n", argv[2]);
   return faults.empty() ? 0 : 1;

@@ -13,6 +13,7 @@
 #include "support/dev_server_thread.h"
 #include "support/env.h"
 #include "support/game_publisher.h"
+#include "update/stream_signature.h"
 #include "support/poll.h"
 #include "support/pty.h"
 #include "support/slow_site.h"
@@ -80,6 +81,9 @@ class ZandorCliTest : public ::testing::Test {
     ASSERT_TRUE(vorn::gzip(std::vector<char>(text.begin(), text.end()), game.manifestGz));
     fs::create_directories(home.file("site/Big/hashed"));
     home.write("site/Big/manifest.gz", game.manifestGz);
+    // Signed as the demo is: the launcher's built-in trust root is the demo's key.
+    home.write("site/Big/manifest.gz.sig",
+               update::signStream(readFile(ZANDOR_DEMO_DIR "/stream-signing-key.pem"), "Big/manifest.gz", game.manifestGz));
     for (auto const& [checksum, data] : game.bundles) home.write("site/Big/hashed/" + checksum, data);
 
     devserver::Config config = demoConfig();

@@ -197,4 +197,28 @@ TEST_F(PackerTest, VerifySaysWhatIsWrongOneLineAFault) {
   EXPECT_EQ(pack::verify(outDir.file("nothing.gz")), std::vector<std::string>{outDir.file("nothing.gz") + ": can't be read"});
 }
 
+TEST_F(PackerTest, ASignedStreamVerifiesWithItsKeyAndNotOnceChanged) {
+  std::string const demo = ZANDOR_DEMO_DIR;
+  std::string publicKey = readFile(demo + "/stream-signing-key.pub.pem");
+  pack::PackOptions o = options(outDir.path(), "1");
+  o.signingKey = demo + "/stream-signing-key.pem";
+  pack::build(o);
+  std::string manifest = outDir.path() + "/Game/manifest.gz";
+  EXPECT_EQ(fs::file_size(manifest + ".sig"), 64u);
+  EXPECT_EQ(pack::verify(manifest, publicKey), std::vector<std::string>{});
+
+  std::string bytes = readFile(manifest);
+  bytes.back() ^= 1;
+  std::ofstream(manifest, std::ios::binary) << bytes;
+  std::vector<std::string> faults = pack::verify(manifest, publicKey);
+  ASSERT_FALSE(faults.empty());
+  EXPECT_EQ(faults[0], manifest + ": signature: the signature does not match the manifest");
+
+  // A key that can't sign stops the build before anything is written.
+  o.outDir = outDir.path() + "/second";
+  o.signingKey = demo + "/stream-signing-key.pub.pem";
+  EXPECT_THROW(pack::build(o), std::runtime_error);
+  EXPECT_FALSE(fs::exists(o.outDir));
+}
+
 }  // namespace
