@@ -132,7 +132,8 @@ function bindControls() {
   $('settings-form').addEventListener('submit', (e) => { e.preventDefault(); saveSettings(); });
   $('play').addEventListener('click', play);
   $('verify').addEventListener('click', verify);
-  $('cancel').addEventListener('click', cancelUpdate);
+  $('cancel').addEventListener('click', () => stopUpdate(false));
+  $('pause').addEventListener('click', () => stopUpdate(true));
   $('retry').addEventListener('click', () => library.retry && library.retry());
   $('view-log').addEventListener('click', () => engine.call('viewLog'));
   $('news').addEventListener('load', () => $('news').classList.toggle('loaded', !!$('news').getAttribute('src')));
@@ -273,6 +274,7 @@ const library = {
   streams: [],
   selected: null,
   retry: null,
+  pausing: false,  // the running update's stop was a pause
 };
 
 async function loadLibrary(account) {
@@ -351,6 +353,7 @@ function setLibraryState(state) {
   if (!busy) {
     $('progress').hidden = true;
     $('cancel').hidden = true;
+    $('pause').hidden = true;
     $('play').textContent = 'Play';
   }
 }
@@ -361,6 +364,7 @@ function showLibraryMessage(text, retry = null) {
   $('library-message-text').textContent = text;
   library.retry = retry;
   $('retry').hidden = !retry;
+  $('retry').textContent = 'Try again';
   $('library-offline').hidden = true;
   $('selected').hidden = !!text;
 }
@@ -394,8 +398,11 @@ async function updateStream(stream, minimalBuild, retry) {
   showLibraryMessage('');
   showProgressPhase('Checking for updates…');
   $('play').textContent = 'Updating…';
-  $('cancel').hidden = false;
-  $('cancel').disabled = false;
+  for (const id of ['cancel', 'pause']) {
+    $(id).hidden = false;
+    $(id).disabled = false;
+  }
+  library.pausing = false;
   const outcome = await runJob('checkManifest', [stream.StreamName, minimalBuild], () => { jobs.onProgress = renderProgress; });
   if (!outcome.ok) {
     jobFailed(outcome, retry);
@@ -406,11 +413,15 @@ async function updateStream(stream, minimalBuild, retry) {
   return outcome;
 }
 
-function cancelUpdate() {
+// Pause is a cancel that offers to resume: what has arrived stays on disk, and the next run
+// fetches only the rest.
+function stopUpdate(pause) {
   // A cancel with no job running would stall the launcher, so it is sent only while one runs.
   if (jobs.running !== 'checkManifest') return;
+  library.pausing = pause;
   $('cancel').disabled = true;
-  $('progress-phase').textContent = 'Cancelling…';
+  $('pause').disabled = true;
+  $('progress-phase').textContent = pause ? 'Pausing…' : 'Cancelling…';
   engine.call('asyncCancel');
 }
 
@@ -418,7 +429,10 @@ function jobFailed(outcome, retry) {
   const message = parseJson(outcome.text);
   if (message && message.Message === 'canceled') {
     setLibraryState('ready');
-    showLibraryMessage('Update cancelled. Press Play to pick it up again.');
+    if (!library.pausing) return showLibraryMessage('Update cancelled. Press Play to pick it up again.');
+    showLibraryMessage('Update paused. What has arrived is kept.', retry);
+    $('library-message').classList.remove('error');
+    $('retry').textContent = 'Resume';
     return;
   }
   setLibraryState('failed');

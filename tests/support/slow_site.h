@@ -20,10 +20,13 @@ class SlowSite {
       if (req.matches[1].str().find("/hashed/") == std::string::npos)
         return res.set_content(*data, "application/octet-stream");
       bundleAsked_ = true;
+      // A ranged request gets only its range: the library asks from the range's first byte.
       res.set_content_provider(data->size(), "application/octet-stream",
-                               [data](size_t offset, size_t length, httplib::DataSink& sink) {
+                               [this, data](size_t offset, size_t length, httplib::DataSink& sink) {
                                  std::this_thread::sleep_for(std::chrono::milliseconds(20));
-                                 return sink.write(data->data() + offset, std::min<size_t>(length, 16384));
+                                 size_t piece = std::min<size_t>(length, 16384);
+                                 bytesSent_ += piece;
+                                 return sink.write(data->data() + offset, piece);
                                });
     });
     server_.start();
@@ -34,8 +37,11 @@ class SlowSite {
   void stop() { server_.stop(); }
   // Whether a download has begun.
   bool bundleAsked() const { return bundleAsked_; }
+  // Bundle bytes handed to the connections so far.
+  uint64_t bytesSent() const { return bytesSent_; }
 
  private:
   std::atomic<bool> bundleAsked_{false};
+  std::atomic<uint64_t> bytesSent_{0};
   LocalHttpServer server_;
 };
