@@ -139,58 +139,72 @@ TEST_F(ResumeTest, TheDevelopmentServerServesRanges) {
   expectInstalled();
 }
 
-// A whole update in a process of its own, killed once `part` holds a quarter of the bundle.
-void runAndKillMidBundle(std::string const& baseUrl, std::string const& gameDir, std::string const& cache,
-                         std::string const& part, uint64_t size) {
-  pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    int devNull = open("/dev/null", O_WRONLY);
-    dup2(devNull, STDOUT_FILENO);
-    execl(ZANDOR_UPDATE_RUNNER, ZANDOR_UPDATE_RUNNER, baseUrl.c_str(), gameDir.c_str(), cache.c_str(),
-          "game/manifest.gz", (char*)nullptr);
-    _exit(127);
+// A 24 MiB bundle on a site folder, and an update of it in a process of its own that is killed
+// once a quarter of the bundle is on disk; then the update again, in this process.
+class KilledUpdateTest : public ::testing::Test {
+ protected:
+  KilledUpdateTest() : game(publishGame({{{"/data/huge.bin", noise(24 << 20, 3)}}}, "1")) {
+    writeFile(temp.path() + "/site/game/manifest.gz", std::string(game.manifestGz.begin(), game.manifestGz.end()));
+    auto const& bytes = game.bundles.at(checksum());
+    writeFile(temp.path() + "/site/game/hashed/" + checksum(), std::string(bytes.begin(), bytes.end()));
+    fs::permissions(temp.path(), fs::perms::others_exec | fs::perms::others_read, fs::perm_options::add);
   }
-  auto held = [&part] {
-    std::error_code error;
-    uintmax_t bytes = fs::file_size(part, error);
-    return error ? 0 : bytes;
-  };
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (held() < size / 4 && std::chrono::steady_clock::now() < deadline) {
-    if (waitpid(child, nullptr, WNOHANG) == child) FAIL() << "the update ended before it was killed";
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
-}
+  std::string checksum() const { return game.manifest->bundles[0].checksum; }
+  uint64_t size() const { return game.manifest->bundles[0].size; }
+  std::string part() const { return temp.path() + "/cache/" + checksum() + ".bundle" + vorn::kPartialFileSuffix; }
 
-TEST(ResumeFromNginx, AnUpdateKilledMidBundleFetchesOnlyTheRestNextTime) {
-  if (!fs::exists("/usr/sbin/nginx")) GTEST_SKIP() << "nginx is not installed";
+  // Returns the bytes kept at the kill. `rate`: the runner's own download limit, 0 for none.
+  uint64_t killMidBundle(std::string const& baseUrl, std::string const& rate) {
+    pid_t child = fork();
+    if (child == 0) {
+      int devNull = open("/dev/null", O_WRONLY);
+      dup2(devNull, STDOUT_FILENO);
+      std::string gameDir = temp.path() + "/game", cache = temp.path() + "/cache";
+      execl(ZANDOR_UPDATE_RUNNER, ZANDOR_UPDATE_RUNNER, baseUrl.c_str(), gameDir.c_str(), cache.c_str(),
+            "game/manifest.gz", rate.c_str(), (char*)nullptr);
+      _exit(127);
+    }
+    auto held = [this] {
+      std::error_code error;
+      uintmax_t bytes = fs::file_size(part(), error);
+      return error ? 0 : bytes;
+    };
+    bool ended = false;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!ended && held() < size() / 4 && std::chrono::steady_clock::now() < deadline) {
+      ended = waitpid(child, nullptr, WNOHANG) == child;
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    if (!ended) {
+      kill(child, SIGKILL);
+      waitpid(child, nullptr, 0);
+    }
+    EXPECT_FALSE(ended) << "the update ended before it was killed";
+    return held();
+  }
+  void finish(std::string const& baseUrl, std::string const& authSuffix = "") {
+    PumpedLoader client;
+    std::string gameDir = temp.path() + "/game";
+    auto context = update::createUpdateContext(client.shared(), gameDir, temp.path() + "/cache", baseUrl);
+    context->setDownloadPath("game/hashed");
+    context->setDownloadAuthSuffix(authSuffix);
+    context->setManifestOnDisk(gameDir + "/manifest.gz");
+    ASSERT_TRUE(runUpdatePipeline(context, "game/manifest.gz").ok);
+    EXPECT_EQ(fs::file_size(gameDir + "/data/huge.bin"), 24u << 20);
+  }
+
   TempDir temp;
-  PublishedGame game = publishGame({{{"/data/huge.bin", noise(24 << 20, 3)}}}, "1");
-  std::string checksum = game.manifest->bundles[0].checksum;
-  uint64_t size = game.manifest->bundles[0].size;
-  writeFile(temp.path() + "/site/game/manifest.gz", std::string(game.manifestGz.begin(), game.manifestGz.end()));
-  auto const& bytes = game.bundles.at(checksum);
-  writeFile(temp.path() + "/site/game/hashed/" + checksum, std::string(bytes.begin(), bytes.end()));
-  fs::permissions(temp.path(), fs::perms::others_exec | fs::perms::others_read, fs::perm_options::add);
+  PublishedGame game;
+};
+
+TEST_F(KilledUpdateTest, FromNginxOnlyTheRestIsFetchedNextTime) {
+  if (!fs::exists("/usr/sbin/nginx")) GTEST_SKIP() << "nginx is not installed";
   // Slow enough to be caught half way, and little in flight when the client dies.
   Nginx nginx(temp.path() + "/site", temp.path(), "limit_rate 16m;");
   ASSERT_TRUE(nginx.accepting()) << "nginx did not start";
-  std::string gameDir = temp.path() + "/game", cache = temp.path() + "/cache";
-  std::string part = cache + "/" + checksum + ".bundle" + vorn::kPartialFileSuffix;
-  runAndKillMidBundle(nginx.url(), gameDir, cache, part, size);
-  ASSERT_FALSE(HasFatalFailure());
-  uint64_t kept = fs::file_size(part);
-  EXPECT_GE(kept, size / 4);
-
-  PumpedLoader client;
-  auto context = update::createUpdateContext(client.shared(), gameDir, cache, nginx.url());
-  context->setDownloadPath("game/hashed");
-  context->setManifestOnDisk(gameDir + "/manifest.gz");
-  ASSERT_TRUE(runUpdatePipeline(context, "game/manifest.gz").ok);
-  EXPECT_EQ(fs::file_size(gameDir + "/data/huge.bin"), 24u << 20);
+  uint64_t kept = killMidBundle(nginx.url(), "0");
+  EXPECT_GE(kept, size() / 4);
+  finish(nginx.url());
 
   // Each line: URI STATUS BYTES RANGE. The killed transfer's bytes count too: what it got was kept.
   std::ifstream log(nginx.accessLog());
@@ -206,7 +220,22 @@ TEST(ResumeFromNginx, AnUpdateKilledMidBundleFetchesOnlyTheRestNextTime) {
   ASSERT_EQ(requests.size(), 2u);
   EXPECT_EQ(requests[1], "206 bytes=" + std::to_string(kept) + "-");
   // Lost at the kill: the receiver's block being filled, and what the sockets held.
-  EXPECT_LE(sent, size + update::BundleReceiver::kBlockSize) << "sent " << sent << " for " << size;
+  EXPECT_LE(sent, size() + update::BundleReceiver::kBlockSize) << "sent " << sent << " for " << size();
+}
+
+TEST_F(KilledUpdateTest, FromTheDevelopmentServerOnlyTheRestIsFetchedNextTime) {
+  devserver::Config config;
+  config.port = 0;
+  config.streams.push_back({"s", "1", "", "game", "manifest.gz", temp.path() + "/site", "", ""});
+  DevServerThread devServer(config);
+  std::string url = devServer.baseUrl() + "/content/s/";
+  ka::LogSinkMemory log(0);
+  uint64_t kept = killMidBundle(url, std::to_string(16 << 20));  // the server doesn't throttle: the client does
+  EXPECT_GE(kept, size() / 4);
+  finish(url);
+  EXPECT_EQ(countLines(log, "GET /content/s/game/hashed/" + checksum() + " 200"), 1);
+  EXPECT_EQ(countLines(log, "GET /content/s/game/hashed/" + checksum() + " 206 bytes=" + std::to_string(kept) + "-"), 1)
+      << logText(log);
 }
 
 }  // namespace
