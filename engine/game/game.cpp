@@ -10,7 +10,10 @@
 namespace vorn {
 
 Game::Game(Platform* platform)
-    : platform_(platform), loaderPool_(std::make_unique<ThreadPool>(1)), materialLibrary_(createMaterialLibrary()) {}
+    : platform_(platform),
+      loaderPool_(std::make_unique<ThreadPool>(1)),
+      resourceSystem_(createResourceSystem(platform ? platform->getFilesystem() : nullptr, loaderPool_.get())),
+      materialLibrary_(createMaterialLibrary()) {}
 
 void Game::ReleaseMaterialLibrary::operator()(MaterialLibrary* library) const { releaseMaterialLibrary(library); }
 

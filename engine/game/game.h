@@ -6,6 +6,7 @@
 
 #include "ka/taskqueue.h"
 #include "vorn/renderer.h"
+#include "vorn/resource.h"
 #include "vorn/threadpool.h"
 #include "vorn/uievent.h"
 
@@ -46,6 +47,9 @@ class Game {
   bool exitRequested() const;
 
   Platform* platform() const { return platform_; }
+  // Objects loaded from the platform's filesystem on the loader queue; no format is registered by
+  // the engine: a game registers its own.
+  ResourceSystem* resourceSystem() const { return resourceSystem_.get(); }
   // Where this game's materials are interned; it lives as long as the game.
   MaterialLibrary* materialLibrary() const { return materialLibrary_.get(); }
   ren::Renderer* renderer() const { return renderer_.get(); }
@@ -54,7 +58,7 @@ class Game {
   // Declared so that they are destroyed mutex first and the loader pool last.
   Platform* platform_;
   std::unique_ptr<ThreadPool> loaderPool_;
-  // The resource system comes next, once it exists.
+  std::unique_ptr<ResourceSystem> resourceSystem_;
   struct ReleaseMaterialLibrary {
     void operator()(MaterialLibrary* library) const;
   };
