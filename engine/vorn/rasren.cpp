@@ -194,7 +194,7 @@ ka::Ref<TextureBuffer> RasRen::createTextureBuffer(TextureFormat format, int siz
 ka::Ref<Texture const> RasRen::getRasterizerTexture(ka::RefNoCount<Texture const> texture) {
   if (!texture) return nullptr;
   if (texture->factory() != this) return texture.ref();
-  return const_cast<RasRenTexture*>(static_cast<RasRenTexture const*>(texture.get()))->rasterizerTexture();
+  return static_cast<RasRenTexture const*>(texture.get())->rasterizerTexture();
 }
 
 Material RasRen::getRasterizerMaterial(Material const& material) {

@@ -81,13 +81,13 @@ void RasRenTexture::setDescriptor(uint64_t descriptor) { rasterizerTexture()->se
 
 void RasRenTexture::generateMips() { rasterizerTexture()->generateMips(); }
 
-ka::Ref<Texture> RasRenTexture::rasterizerTexture() {
+ka::Ref<Texture> RasRenTexture::rasterizerTexture() const {
   std::lock_guard<std::mutex> lock(mutex_);
   if (!texture_) texture_ = makeRasterizerTexture();
   return texture_;
 }
 
-ka::Ref<Texture> RasRenTexture::makeRasterizerTexture() {
+ka::Ref<Texture> RasRenTexture::makeRasterizerTexture() const {
   ka::Ref<Texture> texture =
       rasterizerFactory_->createTexture(format_, width_, height_, mips_, filter_, srgb_, category_);
   for (int mip = 0; mip < mips_; ++mip) texture->setBits(mip, cpuMips_[size_t(mip)].data(), 0, CUBE_PositiveX);

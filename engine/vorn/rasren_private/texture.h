@@ -37,20 +37,27 @@ class RasRenTexture : public Texture, public ka::DListItem {
   void generateMips() override;
 
   // The texture as the rasterizer draws it, made from the CPU copy if it isn't there yet.
-  ka::Ref<Texture> rasterizerTexture();
+  ka::Ref<Texture> rasterizerTexture() const;
   bool autoAtlased() const { return autoAtlas_; }
   TextureFormat format() const { return format_; }
   TextureFilter filter() const { return filter_; }
   bool srgb() const { return srgb_; }
   // The CPU copy of a mip of an auto-atlased texture, packed rows; empty otherwise.
   std::vector<unsigned char> const& cpuBits(int mip) const { return cpuMips_[size_t(mip)]; }
+  // `read` gets the CPU copy of a mip under the texture's lock, as bits may be set from any thread.
+  template <class Read>
+  void readCpuBits(int mip, Read const& read) const {
+    static std::vector<unsigned char> const none;
+    std::lock_guard<std::mutex> lock(mutex_);
+    read(size_t(mip) < cpuMips_.size() ? cpuMips_[size_t(mip)] : none);
+  }
   // The renderer is gone: the factory it was is no more.
   void orphan();
 
  private:
-  ka::Ref<Texture> makeRasterizerTexture();
+  ka::Ref<Texture> makeRasterizerTexture() const;
 
-  std::mutex mutex_;  // guards the CPU copy and the rasterizer texture
+  mutable std::mutex mutex_;  // guards the CPU copy and the rasterizer texture
   TextureFactory* factory_;
   TextureFactory* rasterizerFactory_;
   ka::Ref<ka::SharedMutex> sharedMutex_;
@@ -60,7 +67,7 @@ class RasRenTexture : public Texture, public ka::DListItem {
   bool srgb_;
   uint32_t category_;
   bool autoAtlas_;
-  ka::Ref<Texture> texture_;
+  mutable ka::Ref<Texture> texture_;  // made from the CPU copy when first drawn
   std::vector<std::vector<unsigned char>> cpuMips_;
 };
 
