@@ -130,6 +130,9 @@ void RasRen::present() {
 namespace {
 
 constexpr size_t kQuadBufferSize = 340;
+// Six indices to every four vertices: a buffer of 340 indices would hold the indices of only 56 of
+// the 85 quads whose vertices fill the vertex buffer.
+constexpr size_t kQuadIndexCount = kQuadBufferSize / 4 * 6;
 
 template <class Buffer, class Make>
 ka::Ref<Buffer> lend(std::vector<ka::Ref<Buffer>>& free, std::vector<ka::Ref<Buffer>>& used, Make const& make) {
@@ -154,7 +157,7 @@ ka::Ref<RasMeshVertexBuffer> RasRen::getQuadVertexBuffer() {
 
 ka::Ref<RasMeshIndexBuffer> RasRen::getQuadIndexBuffer() {
   return lend(freeQuadIndices_, usedQuadIndices_,
-              [this] { return createIndexBuffer(IF_UInt16, kQuadBufferSize, ras::BU_Dynamic, 0); });
+              [this] { return createIndexBuffer(IF_UInt16, kQuadIndexCount, ras::BU_Dynamic, 0); });
 }
 
 ka::Ref<Mesh> RasRen::getQuadMesh() {

@@ -66,12 +66,14 @@ class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactor
 
   // Two triangles over the unit square, z 0, texture coordinates equal to x and y, white; made once.
   ka::Ref<Mesh> getQuadMesh();
-  // Buffers of 340 "Position3Color4bTexCoord2" vertices, or of as many 16-bit indices, for the
-  // quads of one frame: lent until the next present, then reused.
+  // Buffers of 340 "Position3Color4bTexCoord2" vertices (85 quads), or of the 510 16-bit indices
+  // of as many quads, for the quads of one frame: lent until the next present, then reused.
   ka::Ref<RasMeshVertexBuffer> getQuadVertexBuffer();
   ka::Ref<RasMeshIndexBuffer> getQuadIndexBuffer();
 
   ras::Rasterizer* rasterizer() const { return rasterizer_; }
+  // Where the renderer's own materials (those of UI quads) are interned.
+  MaterialLibrary* materialLibrary() const { return materialLibrary_.get(); }
   Profiler& profiler() const { return profiler_; }
   // Bottom first.
   std::vector<ka::Ref<RasRenViewport>> const& viewportStack() const { return viewports_; }
@@ -92,6 +94,10 @@ class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactor
   std::vector<ka::Ref<RasMeshVertexBuffer>> freeQuadVertices_, usedQuadVertices_;
   std::vector<ka::Ref<RasMeshIndexBuffer>> freeQuadIndices_, usedQuadIndices_;
   ka::Ref<Mesh> quadMesh_;
+  struct ReleaseMaterialLibrary {
+    void operator()(MaterialLibrary* library) const { releaseMaterialLibrary(library); }
+  };
+  std::unique_ptr<MaterialLibrary, ReleaseMaterialLibrary> materialLibrary_{createMaterialLibrary()};
   ren::RenderQuality quality_ = 1;
 };
 

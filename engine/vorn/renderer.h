@@ -17,6 +17,7 @@ namespace vorn {
 
 class Mesh;
 class MeshFactory;
+struct VertexP3C4bT2;
 class TextureFactory;
 class TextureBufferFactory;
 
@@ -80,6 +81,18 @@ class LODGroup : public SceneInstance {
   virtual void setReference(ka::RefNoCount<MeshInstance> instance, ka::Vec3<float> const& point) = 0;
 };
 
+// A textured quad: the user interface's picture. Quads of a frame are sorted, small pictures packed
+// into atlases, and drawn in few calls.
+class UIQuadInstance : public SceneInstance {
+ public:
+  virtual void setTransform(ka::Mat4x4f const& transform) = 0;
+  virtual void setTransformKind(TransformKind kind) = 0;
+  virtual void setDrawOrder(int order) = 0;
+  // Four corners, drawn as the triangles 0 1 2 and 2 3 0.
+  virtual void setVerts(VertexP3C4bT2 const* corners) = 0;
+  virtual void setTexture(ka::RefNoCount<Texture const> texture) = 0;
+};
+
 class Scene : public ka::Counted {
  public:
   // Null once the renderer is gone.
@@ -88,6 +101,9 @@ class Scene : public ka::Counted {
   virtual void clear() = 0;
   virtual ka::Ref<MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform,
                                         TransformKind kind) = 0;
+  // `corners`: four, as UIQuadInstance::setVerts takes them.
+  virtual ka::Ref<UIQuadInstance> addUIQuad(VertexP3C4bT2 const* corners, ka::RefNoCount<Texture const> texture,
+                                            ka::Mat4x4f const& transform, TransformKind kind) = 0;
   virtual ka::Ref<LODGroup> addLODGroup() = 0;
   virtual ka::Ref<Occluder> addOccluder() = 0;
   // Seconds, given to shaders as "Time".

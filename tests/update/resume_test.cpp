@@ -139,11 +139,11 @@ TEST_F(ResumeTest, TheDevelopmentServerServesRanges) {
   expectInstalled();
 }
 
-// A 24 MiB bundle on a site folder, and an update of it in a process of its own that is killed
+// An 8 MiB bundle on a site folder, and an update of it in a process of its own that is killed
 // once a quarter of the bundle is on disk; then the update again, in this process.
 class KilledUpdateTest : public ::testing::Test {
  protected:
-  KilledUpdateTest() : game(publishGame({{{"/data/huge.bin", noise(24 << 20, 3)}}}, "1")) {
+  KilledUpdateTest() : game(publishGame({{{"/data/huge.bin", noise(8 << 20, 3)}}}, "1")) {
     writeFile(temp.path() + "/site/game/manifest.gz", std::string(game.manifestGz.begin(), game.manifestGz.end()));
     auto const& bytes = game.bundles.at(checksum());
     writeFile(temp.path() + "/site/game/hashed/" + checksum(), std::string(bytes.begin(), bytes.end()));
@@ -190,7 +190,7 @@ class KilledUpdateTest : public ::testing::Test {
     context->setDownloadAuthSuffix(authSuffix);
     context->setManifestOnDisk(gameDir + "/manifest.gz");
     ASSERT_TRUE(runUpdatePipeline(context, "game/manifest.gz").ok);
-    EXPECT_EQ(fs::file_size(gameDir + "/data/huge.bin"), 24u << 20);
+    EXPECT_EQ(fs::file_size(gameDir + "/data/huge.bin"), 8u << 20);
   }
 
   TempDir temp;
@@ -199,8 +199,9 @@ class KilledUpdateTest : public ::testing::Test {
 
 TEST_F(KilledUpdateTest, FromNginxOnlyTheRestIsFetchedNextTime) {
   if (!fs::exists("/usr/sbin/nginx")) GTEST_SKIP() << "nginx is not installed";
-  // Slow enough to be caught half way, and little in flight when the client dies.
-  Nginx nginx(temp.path() + "/site", temp.path(), "limit_rate 16m;");
+  // Slow enough to be caught part way, and little in flight when the client dies, even for a
+  // client slowed down by a sanitizer.
+  Nginx nginx(temp.path() + "/site", temp.path(), "limit_rate 4m;");
   ASSERT_TRUE(nginx.accepting()) << "nginx did not start";
   uint64_t kept = killMidBundle(nginx.url(), "0");
   EXPECT_GE(kept, size() / 4);
@@ -219,8 +220,9 @@ TEST_F(KilledUpdateTest, FromNginxOnlyTheRestIsFetchedNextTime) {
   }
   ASSERT_EQ(requests.size(), 2u);
   EXPECT_EQ(requests[1], "206 bytes=" + std::to_string(kept) + "-");
-  // Lost at the kill: the receiver's block being filled, and what the sockets held.
-  EXPECT_LE(sent, size() + update::BundleReceiver::kBlockSize) << "sent " << sent << " for " << size();
+  // Lost at the kill: the receiver's block being filled, and what the sockets held (less than
+  // another block at this rate).
+  EXPECT_LE(sent, size() + 2 * update::BundleReceiver::kBlockSize) << "sent " << sent << " for " << size();
 }
 
 TEST_F(KilledUpdateTest, FromTheDevelopmentServerOnlyTheRestIsFetchedNextTime) {
@@ -230,7 +232,7 @@ TEST_F(KilledUpdateTest, FromTheDevelopmentServerOnlyTheRestIsFetchedNextTime) {
   DevServerThread devServer(config);
   std::string url = devServer.baseUrl() + "/content/s/";
   ka::LogSinkMemory log(0);
-  uint64_t kept = killMidBundle(url, std::to_string(16 << 20));  // the server doesn't throttle: the client does
+  uint64_t kept = killMidBundle(url, std::to_string(4 << 20));  // the server doesn't throttle: the client does
   EXPECT_GE(kept, size() / 4);
   finish(url);
   EXPECT_EQ(countLines(log, "GET /content/s/game/hashed/" + checksum() + " 200"), 1);

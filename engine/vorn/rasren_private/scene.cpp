@@ -24,6 +24,8 @@ void RasRenScene::clear() {
   meshes_.forEach([this](RasRenMeshInstance* instance) { removeMesh(instance); });
   for (auto const& occluder : occluders_) occluder->orphan();
   occluders_.clear();
+  for (auto const& quad : uiQuads_) quad->orphan();
+  uiQuads_.clear();
   // The default group stays: later meshes join it.
   for (auto const& group : lodGroups_) {
     if (group == defaultLODGroup_) continue;
@@ -48,6 +50,21 @@ void RasRenScene::removeMesh(RasRenMeshInstance* instance) {
   instance->unlink();
   --meshCount_;
   instance->dropRef();
+}
+
+ka::Ref<ren::UIQuadInstance> RasRenScene::addUIQuad(VertexP3C4bT2 const* corners,
+                                                    ka::RefNoCount<Texture const> texture,
+                                                    ka::Mat4x4f const& transform, ren::TransformKind kind) {
+  ka::Ref<RasRenUIQuadInstance> quad(new RasRenUIQuadInstance(this, corners, texture, transform, kind));
+  uiQuads_.push_back(quad);
+  return quad;
+}
+
+void RasRenScene::removeUIQuad(RasRenUIQuadInstance* quad) {
+  auto found = std::find_if(uiQuads_.begin(), uiQuads_.end(), [quad](auto const& q) { return q.get() == quad; });
+  if (found == uiQuads_.end()) return;
+  (*found)->orphan();
+  uiQuads_.erase(found);
 }
 
 ka::Ref<ren::LODGroup> RasRenScene::addLODGroup() {

@@ -6,6 +6,7 @@
 #include "lod_group.h"
 #include "mesh_instance.h"
 #include "occluder.h"
+#include "ui_quad_instance.h"
 #include "vorn/renderer.h"
 
 namespace vorn {
@@ -21,12 +22,15 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
   void clear() override;
   ka::Ref<ren::MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform,
                                      ren::TransformKind kind) override;
+  ka::Ref<ren::UIQuadInstance> addUIQuad(VertexP3C4bT2 const* corners, ka::RefNoCount<Texture const> texture,
+                                         ka::Mat4x4f const& transform, ren::TransformKind kind) override;
   ka::Ref<ren::LODGroup> addLODGroup() override;
   ka::Ref<ren::Occluder> addOccluder() override;
   void setTime(double time) override { time_ = time; }
 
   void removeMesh(RasRenMeshInstance* instance);
   void removeOccluder(RasRenOccluder* occluder);
+  void removeUIQuad(RasRenUIQuadInstance* quad);
   void removeLODGroup(RasRenLODGroup* group);
   // The renderer is gone.
   void orphan() { renderer_ = nullptr; }
@@ -36,6 +40,7 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
   RasRenLODGroup* defaultLODGroup() const { return defaultLODGroup_.get(); }
   std::vector<ka::Ref<RasRenLODGroup>> const& lodGroups() const { return lodGroups_; }
   std::vector<ka::Ref<RasRenOccluder>> const& occluders() const { return occluders_; }
+  std::vector<ka::Ref<RasRenUIQuadInstance>> const& uiQuads() const { return uiQuads_; }
   size_t meshCount() const { return meshCount_; }
   template <class F>
   void forEachMesh(F&& f) {
@@ -47,6 +52,7 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
   ka::DList<RasRenMeshInstance> meshes_;  // each linked one holds a reference, taken at add
   size_t meshCount_ = 0;
   std::vector<ka::Ref<RasRenOccluder>> occluders_;
+  std::vector<ka::Ref<RasRenUIQuadInstance>> uiQuads_;
   std::vector<ka::Ref<RasRenLODGroup>> lodGroups_;
   ka::Ref<RasRenLODGroup> defaultLODGroup_;
   double time_ = 0;

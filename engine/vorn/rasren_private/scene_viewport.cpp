@@ -4,6 +4,7 @@
 #include <cmath>
 #include <string>
 
+#include "quad_builder.h"
 #include "vorn/profiler.h"
 
 namespace vorn {
@@ -88,6 +89,7 @@ void RasRenSceneViewport::render() {
 
   calls_.clear();
   getCulledMeshes(calls_);
+  genQuadDrawCalls(calls_);
   std::sort(calls_.begin(), calls_.end(), RasRenDrawCallOrder());
 
   for (auto* list : {&overlay_, &lit_, &solidUnlit_, &transparentHdr_, &transparentNoHdr_}) {
@@ -154,6 +156,19 @@ void RasRenSceneViewport::getCulledMeshes(std::vector<RasRenDrawCall*>& out) {
       }
     }
   }
+}
+
+void RasRenSceneViewport::genQuadDrawCalls(std::vector<RasRenDrawCall*>& out) {
+  quadCalls_.clear();
+  RasRenQuadBuilder builder(renderer_, quadCalls_);
+  for (auto const& quad : scene_->uiQuads()) {
+    if (!quad->material().defined()) continue;
+    builder.setup(quad->material(), &quad->transform(), quad->transformKind(), quad->drawOrder());
+    builder.addQuad(quad->corners());
+  }
+  builder.flush();
+  for (RasRenDrawCall& call : quadCalls_)
+    if (call.effect) out.push_back(&call);
 }
 
 void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls, ka::Mat4x4f const& viewProj,

@@ -2,6 +2,7 @@
 // runs the passes. The passes of later features (lighting, HDR, render chains) join here.
 #pragma once
 
+#include <deque>
 #include <string_view>
 #include <vector>
 
@@ -36,6 +37,8 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
 
   // The draw calls that survive culling, each with its distance; notes each verdict.
   void getCulledMeshes(std::vector<RasRenDrawCall*>& out);
+  // Appends the frame's UI quads as draw calls, which live until the next frame.
+  void genQuadDrawCalls(std::vector<RasRenDrawCall*>& out);
   // Draws `calls` in order with the effects' technique of that name ("Default" when empty).
   void renderMeshes(std::vector<RasRenDrawCall*> const& calls, ka::Mat4x4f const& viewProj,
                     std::string_view techniqueName);
@@ -80,6 +83,7 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   int slots_[SLOT_Count];
   // Kept between frames so that filling them allocates nothing once they have grown.
   std::vector<RasRenDrawCall*> calls_, overlay_, lit_, solidUnlit_, transparentHdr_, transparentNoHdr_;
+  std::deque<RasRenDrawCall> quadCalls_;  // a deque: the pointers in calls_ stay valid as it grows
 };
 
 }  // namespace vorn

@@ -1,0 +1,63 @@
+// Turns a frame's quads into few draw calls: sorted so that equal materials come together, small
+// pictures packed into atlases on the fly, and batches of 85 quads in the renderer's pooled
+// buffers.
+#pragma once
+
+#include <deque>
+#include <vector>
+
+#include "draw_call.h"
+#include "vorn/material.h"
+#include "vorn/mesh_builder.h"
+
+namespace vorn {
+
+class RasRen;
+
+class RasRenQuadBuilder {
+ public:
+  static constexpr int kBatchQuads = 85;  // 340 vertices: one pooled vertex buffer
+
+  // Draw calls are appended to `out`, which must outlive the frame's drawing.
+  RasRenQuadBuilder(RasRen* renderer, std::deque<RasRenDrawCall>& out) : renderer_(renderer), out_(out) {}
+
+  // For the quads that follow.
+  void setup(Material const& material, ka::Mat4x4f const* transform, ren::TransformKind kind, int drawOrder);
+  void addQuad(VertexP3C4bT2 const* corners);
+  // Sorts, atlases and draws everything added; notes "quads" with their number.
+  void flush();
+
+ private:
+  struct QuadInfo {
+    Material material;  // frozen; holds it for the frame
+    ka::Mat4x4f const* transform;
+    ren::TransformKind kind;
+    int drawOrder;
+    bool atlasable;
+    VertexP3C4bT2 corners[4];
+  };
+  // Quads of one batch that draw as one call.
+  struct Span {
+    Material material;
+    ka::Mat4x4f const* transform;
+    ren::TransformKind kind;
+    int drawOrder;
+    int firstQuad, quadCount;
+  };
+  struct CompareQuadInfo {
+    bool operator()(QuadInfo const& a, QuadInfo const& b) const;
+  };
+
+  bool isAtlasable(Material const& material) const;
+  void append(QuadInfo const& quad, Material const& material);
+  void renderBatch();
+
+  RasRen* renderer_;
+  std::deque<RasRenDrawCall>& out_;
+  QuadInfo current_{};
+  std::vector<QuadInfo> quads_;
+  std::vector<Span> spans_;
+  std::vector<VertexP3C4bT2> vertices_;
+};
+
+}  // namespace vorn
