@@ -1,0 +1,121 @@
+#include "font.h"
+
+#include <stb_truetype.h>
+
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include "ka/strutil.h"
+
+namespace vorn {
+
+float Font::getAdvance(ka::StringRange text) const {
+  float sum = 0;
+  for (char const* at = text.begin; at && at < text.end;) sum += getAdvance(int(ka::decodeUtf8Char(at, text.end)));
+  return sum;
+}
+
+ka::StringRange Font::getSubOfAdvance(ka::StringRange text, float limit) const {
+  float sum = 0;
+  for (char const* at = text.begin; at && at < text.end;) {
+    sum += getAdvance(int(ka::decodeUtf8Char(at, text.end)));
+    if (sum > limit) return ka::StringRange(text.begin, at);
+  }
+  return text;
+}
+
+ka::Ref<Font> FontCache::get(FontSpec const& spec) {
+  auto it = fonts_.find(spec);
+  if (it == fonts_.end()) it = fonts_.emplace(spec, engine_->createFont(spec)).first;
+  return it->second;
+}
+
+namespace {
+
+// A font file held whole in memory, with the library's record of its first face.
+struct StbttFontFace {
+  std::vector<unsigned char> file;
+  stbtt_fontinfo info{};
+};
+
+class StbttFont final : public Font {
+ public:
+  StbttFont(FontSpec spec, Metrics metrics, std::shared_ptr<StbttFontFace const> face, float scale)
+      : Font(std::move(spec), metrics), face_(std::move(face)), scale_(scale) {}
+  using Font::getAdvance;
+
+  float getAdvance(int codepoint) const override {
+    int advance = 0, bearing = 0;
+    stbtt_GetCodepointHMetrics(&face_->info, codepoint, &advance, &bearing);
+    return float(advance) * scale_;
+  }
+  BitmapBox getBitmapBox(int codepoint) const override {
+    int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    stbtt_GetCodepointBitmapBox(&face_->info, codepoint, scale_, scale_, &x0, &y0, &x1, &y1);
+    return {x1 - x0, y1 - y0, x0, y0};
+  }
+  void rasterizeBitmap(int codepoint, unsigned char* out, int width, int height, int stride) const override {
+    stbtt_MakeCodepointBitmap(&face_->info, out, width, height, stride, scale_, scale_, codepoint);
+  }
+
+ private:
+  std::shared_ptr<StbttFontFace const> face_;
+  float scale_;
+};
+
+class StbttFontEngine final : public FontEngine {
+ public:
+  explicit StbttFontEngine(ka::RefNoCount<Filesystem> filesystem) {
+    static constexpr std::pair<char const*, char const*> kFamilies[] = {
+        {"serif", "/fonts/DejaVuSerif.ttf"}, {"sansserif", "/fonts/DejaVuSans.ttf"}, {"mono", "/fonts/DejaVuSansMono.ttf"}};
+    for (auto const& [family, path] : kFamilies) faces_[family] = load(*filesystem, path);
+  }
+
+  ka::Ref<Font> createFont(FontSpec const& spec) override {
+    auto it = faces_.find(spec.name);
+    if (it == faces_.end()) return nullptr;
+    int ascent = 0, descent = 0, gap = 0;
+    stbtt_GetFontVMetrics(&it->second->info, &ascent, &descent, &gap);
+    float scale = spec.size / float(ascent - descent + gap);
+    Metrics metrics{spec.size, float(ascent) * scale, float(-descent) * scale};
+    return ka::Ref<Font>(new StbttFont(spec, metrics, it->second, scale));
+  }
+
+ private:
+  static std::shared_ptr<StbttFontFace> load(Filesystem& filesystem, char const* path) {
+    auto face = std::make_shared<StbttFontFace>();
+    if (std::unique_ptr<File> file = filesystem.open(path, nullptr)) {
+      face->file.resize(size_t(std::max(0LL, file->size())));
+      if (file->read(face->file.data(), (long long)face->file.size()) != (long long)face->file.size()) face->file.clear();
+    }
+    int offset = face->file.empty() ? -1 : stbtt_GetFontOffsetForIndex(face->file.data(), 0);
+    if (offset < 0 || !stbtt_InitFont(&face->info, face->file.data(), offset))
+      throw std::runtime_error("invalid index in font file");
+    return face;
+  }
+
+  std::map<std::string, std::shared_ptr<StbttFontFace const>> faces_;
+};
+
+class NullFont final : public Font {
+ public:
+  explicit NullFont(FontSpec const& spec) : Font(spec, {spec.size, spec.size * 0.75f, spec.size * 0.25f}) {}
+  using Font::getAdvance;
+  float getAdvance(int) const override { return 1.0f; }
+  BitmapBox getBitmapBox(int) const override { return {1, 1, 0, 0}; }
+  void rasterizeBitmap(int, unsigned char* out, int, int, int) const override { *out = 0; }
+};
+
+class NullFontEngine final : public FontEngine {
+ public:
+  ka::Ref<Font> createFont(FontSpec const& spec) override { return ka::Ref<Font>(new NullFont(spec)); }
+};
+
+}  // namespace
+
+FontEngine* createStbttFontEngine(ka::RefNoCount<Filesystem> filesystem) { return new StbttFontEngine(filesystem); }
+
+FontEngine* createNullFontEngine() { return new NullFontEngine; }
+
+}  // namespace vorn
