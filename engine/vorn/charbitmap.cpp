@@ -1,5 +1,6 @@
 #include "charbitmap.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace vorn {
@@ -25,8 +26,9 @@ CharBitmap::CharBitmap(ka::RefNoCount<Font const> font, unsigned codepoint, Text
   std::vector<unsigned char> coverage(size_t(textureWidth * textureHeight), 0);
   if (box.width > 0 && box.height > 0)
     font->rasterizeBitmap(int(codepoint), &coverage[size_t(textureWidth + 1)], box.width, box.height, textureWidth);
-  std::vector<unsigned char> pixels(coverage.size() * 4, 255);
-  for (size_t i = 0; i < coverage.size(); ++i) pixels[i * 4 + 3] = coverage[i];
+  // White, premultiplied as every texel the unlit effects draw: coverage in all four channels.
+  std::vector<unsigned char> pixels(coverage.size() * 4);
+  for (size_t i = 0; i < coverage.size(); ++i) std::fill_n(&pixels[i * 4], 4, coverage[i]);
   texture = factory->createTexture(TF_A8R8G8B8, textureWidth, textureHeight, 1, TF_AllLinear, false, kGlyphCategory);
   texture->setBits(0, pixels.data(), 0, CUBE_PositiveX);
   material = Material(library, "textured_unlit_transparent_nohdr");

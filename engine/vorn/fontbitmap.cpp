@@ -50,8 +50,8 @@ FontBitmap::FontBitmap(ka::RefNoCount<Font const> font, TextureFactory* factory,
     if (width_ > kMaxSide || height_ > kMaxSide) ka::die("Font texture too large");
   }
 
-  std::vector<unsigned char> pixels(size_t(width_ * height_) * 4, 255);
-  for (size_t i = 3; i < pixels.size(); i += 4) pixels[i] = 0;
+  // White, premultiplied as every texel the unlit effects draw: coverage in all four channels.
+  std::vector<unsigned char> pixels(size_t(width_ * height_) * 4, 0);
   std::vector<unsigned char> glyph(size_t(std::max(1, widest * tallest)));
   for (int i = 0; i < kCount; ++i) {
     BitmapBox const& box = boxes[size_t(i)];
@@ -61,8 +61,8 @@ FontBitmap::FontBitmap(ka::RefNoCount<Font const> font, TextureFactory* factory,
     font->rasterizeBitmap(kFirst + i, glyph.data(), box.width, box.height, widest);
     for (int row = 0; row < box.height; ++row)
       for (int column = 0; column < box.width; ++column)
-        pixels[(size_t(at.top + row) * size_t(width_) + size_t(at.left + column)) * 4 + 3] =
-            glyph[size_t(row * widest + column)];
+        std::fill_n(&pixels[(size_t(at.top + row) * size_t(width_) + size_t(at.left + column)) * 4], 4,
+                    glyph[size_t(row * widest + column)]);
   }
   texture_ = factory->createTexture(TF_A8R8G8B8, width_, height_, 1, TF_AllLinear, false, kGlyphCategory);
   texture_->setBits(0, pixels.data(), 0, CUBE_PositiveX);

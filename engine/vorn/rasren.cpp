@@ -105,6 +105,7 @@ void RasRen::present() {
   usedQuadVertices_.clear();
   for (auto& buffer : usedQuadIndices_) freeQuadIndices_.push_back(std::move(buffer));
   usedQuadIndices_.clear();
+  charBitmaps_->prune();
   int width = 0, height = 0;
   rasterizer_->getBackbufferSize(width, height);
   ka::Rect<int> whole{0, 0, width, height};

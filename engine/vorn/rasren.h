@@ -9,6 +9,7 @@
 
 #include "ka/dlist.h"
 #include "ka/mutex.h"
+#include "vorn/charbitmap.h"
 #include "vorn/filesystem.h"
 #include "vorn/rasmesh.h"
 #include "vorn/rasterizer.h"
@@ -72,8 +73,10 @@ class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactor
   ka::Ref<RasMeshIndexBuffer> getQuadIndexBuffer();
 
   ras::Rasterizer* rasterizer() const { return rasterizer_; }
-  // Where the renderer's own materials (those of UI quads) are interned.
+  // Where the renderer's own materials (those of UI quads and glyphs) are interned.
   MaterialLibrary* materialLibrary() const { return materialLibrary_.get(); }
+  // Glyph pictures of the text instances, pruned once a frame.
+  CharBitmapCache& charBitmapCache() { return *charBitmaps_; }
   Profiler& profiler() const { return profiler_; }
   // Bottom first.
   std::vector<ka::Ref<RasRenViewport>> const& viewportStack() const { return viewports_; }
@@ -98,6 +101,7 @@ class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactor
     void operator()(MaterialLibrary* library) const { releaseMaterialLibrary(library); }
   };
   std::unique_ptr<MaterialLibrary, ReleaseMaterialLibrary> materialLibrary_{createMaterialLibrary()};
+  std::unique_ptr<CharBitmapCache> charBitmaps_ = std::make_unique<CharBitmapCache>(this, materialLibrary_.get());
   ren::RenderQuality quality_ = 1;
 };
 

@@ -15,6 +15,7 @@
 
 namespace vorn {
 
+class Font;
 class Mesh;
 class MeshFactory;
 struct VertexP3C4bT2;
@@ -93,6 +94,23 @@ class UIQuadInstance : public SceneInstance {
   virtual void setTexture(ka::RefNoCount<Texture const> texture) = 0;
 };
 
+// A line of text, drawn as quads from the font's glyphs every frame. The pen starts at the origin
+// and moves along the baseline vector by each glyph's advance (in units of that vector); glyphs
+// stand along the up vector.
+class TextInstance : public SceneInstance {
+ public:
+  virtual void setTransform(ka::Mat4x4f const& transform) = 0;
+  virtual void setTransformKind(TransformKind kind) = 0;
+  virtual void setDrawOrder(int order) = 0;
+  virtual void setOrigin(ka::Vec3<float> const& origin) = 0;
+  virtual void setBaseline(ka::Vec3<float> const& baseline) = 0;
+  virtual void setUp(ka::Vec3<float> const& up) = 0;
+  // UTF-8.
+  virtual void setText(ka::StringRange text) = 0;
+  virtual void setFont(ka::RefNoCount<Font const> font) = 0;
+  virtual void setColor(ka::Color4f const& colour) = 0;
+};
+
 class Scene : public ka::Counted {
  public:
   // Null once the renderer is gone.
@@ -101,6 +119,10 @@ class Scene : public ka::Counted {
   virtual void clear() = 0;
   virtual ka::Ref<MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform,
                                         TransformKind kind) = 0;
+  virtual ka::Ref<TextInstance> addText(ka::Vec3<float> const& origin, ka::Vec3<float> const& baseline,
+                                        ka::Vec3<float> const& up, ka::RefNoCount<Font const> font,
+                                        ka::StringRange text, ka::Color4f const& colour,
+                                        ka::Mat4x4f const& transform) = 0;
   // `corners`: four, as UIQuadInstance::setVerts takes them.
   virtual ka::Ref<UIQuadInstance> addUIQuad(VertexP3C4bT2 const* corners, ka::RefNoCount<Texture const> texture,
                                             ka::Mat4x4f const& transform, TransformKind kind) = 0;

@@ -65,6 +65,18 @@ void RasRenQuadBuilder::addQuad(VertexP3C4bT2 const* corners) {
   std::copy(corners, corners + 4, quads_.back().corners);
 }
 
+void RasRenQuadBuilder::addChar(CharBitmap const& glyph, ka::Vec3<float> const& pen, ka::Vec3<float> const& baseline,
+                                ka::Vec3<float> const& up, uint32_t colour) {
+  auto corner = [&](float x, float y, float u, float v) {
+    return VertexP3C4bT2{pen + baseline * x + up * y, colour, {u, v}};
+  };
+  float const x0 = glyph.x, x1 = glyph.x + glyph.width, y0 = glyph.y, y1 = glyph.y + glyph.height;
+  // The glyph's first row, its top, is the texture's first row: v grows downwards.
+  VertexP3C4bT2 const corners[4] = {corner(x0, y0, glyph.u0, glyph.v1), corner(x1, y0, glyph.u1, glyph.v1),
+                                    corner(x1, y1, glyph.u1, glyph.v0), corner(x0, y1, glyph.u0, glyph.v0)};
+  addQuad(corners);
+}
+
 void RasRenQuadBuilder::flush() {
   if (quads_.empty()) return;
   std::stable_sort(quads_.begin(), quads_.end(), CompareQuadInfo());

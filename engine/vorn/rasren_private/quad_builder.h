@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "draw_call.h"
+#include "vorn/charbitmap.h"
 #include "vorn/material.h"
 #include "vorn/mesh_builder.h"
 
@@ -24,6 +25,9 @@ class RasRenQuadBuilder {
   // For the quads that follow.
   void setup(Material const& material, ka::Mat4x4f const* transform, ren::TransformKind kind, int drawOrder);
   void addQuad(VertexP3C4bT2 const* corners);
+  // A glyph at the pen, its quad spanned by the baseline and up vectors; `colour` packed.
+  void addChar(CharBitmap const& glyph, ka::Vec3<float> const& pen, ka::Vec3<float> const& baseline,
+               ka::Vec3<float> const& up, uint32_t colour);
   // Sorts, atlases and draws everything added; notes "quads" with their number.
   void flush();
 

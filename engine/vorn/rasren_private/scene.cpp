@@ -26,6 +26,8 @@ void RasRenScene::clear() {
   occluders_.clear();
   for (auto const& quad : uiQuads_) quad->orphan();
   uiQuads_.clear();
+  for (auto const& text : texts_) text->orphan();
+  texts_.clear();
   // The default group stays: later meshes join it.
   for (auto const& group : lodGroups_) {
     if (group == defaultLODGroup_) continue;
@@ -50,6 +52,22 @@ void RasRenScene::removeMesh(RasRenMeshInstance* instance) {
   instance->unlink();
   --meshCount_;
   instance->dropRef();
+}
+
+ka::Ref<ren::TextInstance> RasRenScene::addText(ka::Vec3<float> const& origin, ka::Vec3<float> const& baseline,
+                                                ka::Vec3<float> const& up, ka::RefNoCount<Font const> font,
+                                                ka::StringRange text, ka::Color4f const& colour,
+                                                ka::Mat4x4f const& transform) {
+  ka::Ref<RasRenTextInstance> instance(new RasRenTextInstance(this, origin, baseline, up, font, text, colour, transform));
+  texts_.push_back(instance);
+  return instance;
+}
+
+void RasRenScene::removeText(RasRenTextInstance* text) {
+  auto found = std::find_if(texts_.begin(), texts_.end(), [text](auto const& t) { return t.get() == text; });
+  if (found == texts_.end()) return;
+  (*found)->orphan();
+  texts_.erase(found);
 }
 
 ka::Ref<ren::UIQuadInstance> RasRenScene::addUIQuad(VertexP3C4bT2 const* corners,

@@ -6,6 +6,7 @@
 #include "lod_group.h"
 #include "mesh_instance.h"
 #include "occluder.h"
+#include "text_instance.h"
 #include "ui_quad_instance.h"
 #include "vorn/renderer.h"
 
@@ -22,6 +23,9 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
   void clear() override;
   ka::Ref<ren::MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform,
                                      ren::TransformKind kind) override;
+  ka::Ref<ren::TextInstance> addText(ka::Vec3<float> const& origin, ka::Vec3<float> const& baseline,
+                                     ka::Vec3<float> const& up, ka::RefNoCount<Font const> font, ka::StringRange text,
+                                     ka::Color4f const& colour, ka::Mat4x4f const& transform) override;
   ka::Ref<ren::UIQuadInstance> addUIQuad(VertexP3C4bT2 const* corners, ka::RefNoCount<Texture const> texture,
                                          ka::Mat4x4f const& transform, ren::TransformKind kind) override;
   ka::Ref<ren::LODGroup> addLODGroup() override;
@@ -31,6 +35,7 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
   void removeMesh(RasRenMeshInstance* instance);
   void removeOccluder(RasRenOccluder* occluder);
   void removeUIQuad(RasRenUIQuadInstance* quad);
+  void removeText(RasRenTextInstance* text);
   void removeLODGroup(RasRenLODGroup* group);
   // The renderer is gone.
   void orphan() { renderer_ = nullptr; }
@@ -41,6 +46,7 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
   std::vector<ka::Ref<RasRenLODGroup>> const& lodGroups() const { return lodGroups_; }
   std::vector<ka::Ref<RasRenOccluder>> const& occluders() const { return occluders_; }
   std::vector<ka::Ref<RasRenUIQuadInstance>> const& uiQuads() const { return uiQuads_; }
+  std::vector<ka::Ref<RasRenTextInstance>> const& texts() const { return texts_; }
   size_t meshCount() const { return meshCount_; }
   template <class F>
   void forEachMesh(F&& f) {
@@ -53,6 +59,7 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
   size_t meshCount_ = 0;
   std::vector<ka::Ref<RasRenOccluder>> occluders_;
   std::vector<ka::Ref<RasRenUIQuadInstance>> uiQuads_;
+  std::vector<ka::Ref<RasRenTextInstance>> texts_;
   std::vector<ka::Ref<RasRenLODGroup>> lodGroups_;
   ka::Ref<RasRenLODGroup> defaultLODGroup_;
   double time_ = 0;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "quad_builder.h"
+#include "ka/strutil.h"
 #include "vorn/profiler.h"
 
 namespace vorn {
@@ -161,6 +162,18 @@ void RasRenSceneViewport::getCulledMeshes(std::vector<RasRenDrawCall*>& out) {
 void RasRenSceneViewport::genQuadDrawCalls(std::vector<RasRenDrawCall*>& out) {
   quadCalls_.clear();
   RasRenQuadBuilder builder(renderer_, quadCalls_);
+  CharBitmapCache& glyphs = renderer_->charBitmapCache();
+  for (auto const& text : scene_->texts()) {
+    if (!text->font()) continue;
+    ka::Vec3<float> pen = text->origin();
+    std::string const& utf8 = text->text();
+    for (char const *at = utf8.data(), *end = at + utf8.size(); at < end;) {
+      CharBitmap const& glyph = glyphs.getBitmap(text->font(), ka::decodeUtf8Char(at, end));
+      builder.setup(glyph.material, &text->transform(), text->transformKind(), text->drawOrder());
+      builder.addChar(glyph, pen, text->baseline(), text->up(), text->colour());
+      pen = pen + text->baseline() * glyph.advance;
+    }
+  }
   for (auto const& quad : scene_->uiQuads()) {
     if (!quad->material().defined()) continue;
     builder.setup(quad->material(), &quad->transform(), quad->transformKind(), quad->drawOrder());
