@@ -6,6 +6,8 @@
 #include <map>
 
 #include "ka/die.h"
+#include "ka/strutil.h"
+#include "vorn/font.h"
 #include "vorn/mesh_builder.h"
 
 namespace vorn {
@@ -23,6 +25,15 @@ class CanvasMeshifier : public CanvasVisitor {
   CanvasMeshifier(MeshFactory* factory, MaterialLibrary* library, ka::RefNoCount<ren::Scene> scene,
                   std::vector<ka::Ref<ren::SceneInstance>>* instances)
       : builder_(factory), library_(library), scene_(scene), instances_(instances) {}
+
+  void visitTextItem(ka::RefNoCount<TextItem> item, ka::Mat4x4f const& matrix) override {
+    // What came before draws first.
+    flush();
+    ka::Ref<ren::TextInstance> text =
+        scene_->addText(item->origin(), item->right(), item->up(), item->font(), item->text(), item->color(), matrix);
+    text->setDrawOrder(nextDrawOrder_++);
+    if (instances_) instances_->push_back(text);
+  }
 
   void visitQuadItem(ka::RefNoCount<QuadItem> item, ka::Mat4x4f const& matrix) override {
     builder_.setMaterial(item->material());
@@ -78,6 +89,21 @@ class CanvasMeshifier : public CanvasVisitor {
 };
 
 }  // namespace
+
+TextItem& TextItem::setFont(ka::RefNoCount<Font const> font) {
+  font_ = font.ref();
+  return *this;
+}
+
+TextItem& TextItem::appendChar(int codepoint) {
+  unsigned const point = unsigned(codepoint);
+  text_ += ka::utf32_to_utf8(&point, &point + 1);
+  return *this;
+}
+
+float TextItem::width() const { return font_ ? font_->getAdvance(ka::StringRange(text_)) : 0; }
+
+float TextItem::height() const { return font_ ? font_->metrics().height : 0; }
 
 bool QuadItem::inBounds2D(ka::Vec2<float> const& point) const {
   ka::Vec3<float> const& low = positions_[0];

@@ -1,8 +1,9 @@
-// The retained 2D drawing list: textured quads and lines, in order, under a transform, turned on
-// demand into meshes of a renderer scene whose draw order is the order of the list.
+// The retained 2D drawing list: text, textured quads and lines, in order, under a transform, turned
+// on demand into meshes and texts of a renderer scene whose draw order is the order of the list.
 #pragma once
 
 #include <list>
+#include <string>
 #include <vector>
 
 #include "ka/color.h"
@@ -14,9 +15,11 @@
 namespace vorn {
 
 class CanvasVisitor;
+class Font;
 class MeshFactory;
 class QuadItem;
 class PolyLineItem;
+class TextItem;
 
 class CanvasItem : public ka::Counted {
  public:
@@ -27,8 +30,47 @@ class CanvasItem : public ka::Counted {
 class CanvasVisitor {
  public:
   virtual ~CanvasVisitor() = default;
+  virtual void visitTextItem(ka::RefNoCount<TextItem> item, ka::Mat4x4f const& matrix) = 0;
   virtual void visitQuadItem(ka::RefNoCount<QuadItem> item, ka::Mat4x4f const& matrix) = 0;
   virtual void visitPolyLineItem(ka::RefNoCount<PolyLineItem> item, ka::Mat4x4f const& matrix) = 0;
+};
+
+// A line of text from `origin`, along `right`, glyphs standing along `up`.
+class TextItem : public CanvasItem {
+ public:
+  void visit(CanvasVisitor& visitor, ka::Mat4x4f const& parent) override { visitor.visitTextItem(this, parent); }
+
+  TextItem& setOrigin(ka::Vec3<float> const& origin) { return set(origin_, origin); }
+  TextItem& setRight(ka::Vec3<float> const& right) { return set(right_, right); }
+  TextItem& setUp(ka::Vec3<float> const& up) { return set(up_, up); }
+  TextItem& setFont(ka::RefNoCount<Font const> font);
+  TextItem& setText(ka::StringRange text) { return set(text_, text.str()); }
+  TextItem& setColor(ka::Color4f const& colour) { return set(colour_, colour); }
+  // A code point, as UTF-8.
+  TextItem& appendChar(int codepoint);
+  TextItem& appendText(ka::StringRange text) { return set(text_, text_ + text.str()); }
+  // The text's advance, and the font's line height; 0 without a font.
+  float width() const;
+  float height() const;
+
+  ka::Vec3<float> const& origin() const { return origin_; }
+  ka::Vec3<float> const& right() const { return right_; }
+  ka::Vec3<float> const& up() const { return up_; }
+  Font const* font() const { return font_.get(); }
+  std::string const& text() const { return text_; }
+  ka::Color4f const& color() const { return colour_; }
+
+ private:
+  template <class T>
+  TextItem& set(T& field, T const& value) {
+    field = value;
+    return *this;
+  }
+
+  ka::Vec3<float> origin_{0, 0, 0}, right_{1, 0, 0}, up_{0, 1, 0};
+  ka::Ref<Font const> font_;
+  std::string text_;
+  ka::Color4f colour_{1, 1, 1, 1};
 };
 
 // Corners in the order lower left, lower right, upper left, upper right.

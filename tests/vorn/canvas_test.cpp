@@ -4,6 +4,7 @@
 
 #include "support/picture_file.h"
 #include "support/renderer_fixture.h"
+#include "vorn/font.h"
 #include "vorn/rasren_private/scene.h"
 
 namespace {
@@ -13,6 +14,10 @@ using namespace vorn;
 // Records what a walk of a canvas visits, with where each item's first corner ends up.
 class RecordingVisitor : public CanvasVisitor {
  public:
+  void visitTextItem(ka::RefNoCount<TextItem> item, ka::Mat4x4f const& matrix) override {
+    seen.push_back(item.get());
+    firstCorners.push_back(ka::transformPoint(item->origin(), matrix));
+  }
   void visitQuadItem(ka::RefNoCount<QuadItem> item, ka::Mat4x4f const& matrix) override {
     seen.push_back(item.get());
     firstCorners.push_back(ka::transformPoint(item->positions()[0], matrix));
@@ -168,6 +173,29 @@ TEST(MeshBuilder, SharesEqualVerticesAndCutsMeshesBeforeIndicesOverflow) {
   builder.addTri(a, b, d);
   EXPECT_EQ(builder.indexCount(), 3u);
   EXPECT_EQ(builder.vertexCount(), 3u);
+}
+
+TEST_F(CanvasSceneTest, TextBreaksTheBatchSoThatQuadTextQuadDrawInThatOrder) {
+  std::unique_ptr<FontEngine> engine(createNullFontEngine());
+  ka::Ref<Font> font = engine->createFont({"any", 10});
+  ka::Ref<TextItem> text(new TextItem);
+  text->setFont(font).setText("ab").appendChar(0xe9).appendText("!").setOrigin({2, 3, 0});
+  EXPECT_EQ(text->text(), "ab\xc3\xa9!");
+  EXPECT_FLOAT_EQ(text->width(), 4) << "four code points of the null font's advance 1";
+  EXPECT_FLOAT_EQ(text->height(), 10);
+
+  Material red = textured({1, 0, 0, 1});
+  ka::Ref<Canvas> canvas(new Canvas);
+  canvas->setTransform(ka::Mat4x4f::translation({1, 0, 0}));
+  canvas->addItem(quad(red, 0, 0, 8, 8).get()).addItem(text.get()).addItem(quad(red, 8, 0, 16, 8).get());
+  ka::Ref<ren::Scene> scene = canvas->makeScene(ren.get(), library.get());
+  using Instances = std::vector<std::pair<int, std::vector<int>>>;
+  EXPECT_EQ(instances(scene), (Instances{{1, {2}}, {3, {2}}})) << "one material, yet two meshes";
+  auto const& texts = static_cast<RasRenScene*>(scene.get())->texts();
+  ASSERT_EQ(texts.size(), 1u);
+  EXPECT_EQ(texts[0]->drawOrder(), 2);
+  EXPECT_EQ(texts[0]->text(), text->text());
+  EXPECT_EQ(ka::transformPoint(texts[0]->origin(), texts[0]->transform()), (ka::Vec3<float>{3, 3, 0}));
 }
 
 }  // namespace
