@@ -74,6 +74,18 @@ TEST_F(QuadTest, SmallPicturesShareOneAtlasAndOneDrawAndLookAsTheyDoAlone) {
   EXPECT_EQ(at(after, 56, 56)[0], 0) << "nothing outside the quads";
   writeGLPicturePng("quads-atlased", width, height, 4, after);
 
+  // New bits show at the next frame, atlas and all.
+  std::vector<unsigned char> bits(8 * 8 * 4, 200);
+  dark->setBits(0, bits.data(), 0, CUBE_PositiveX);
+  EXPECT_EQ(at(frameAfterPresent(), 40, 16)[0], 200);
+
+  // Without a texture a quad draws with its material's null texture, and nothing fails.
+  auto bare = quad(nullptr, 50, 50, 60, 60);
+  frameAfterPresent();
+  EXPECT_EQ(events("quads"), 5);
+  EXPECT_EQ(events("draw indexed prim"), 3);
+  bare->remove();
+
   fourth->remove();
   third->remove();
   second->remove();
