@@ -168,9 +168,11 @@ class ResourceControlBlockImpl final : public ResourceControlBlock {
 
 ka::Ref<Resource> ResourceControlBlockImpl::fetchBlocking(ResourceValidator* validator,
                                                           ka::RefNoCount<ChangeWatcher> watcher) {
+  // Looked up before the block's mutex is taken: spring cleaning holds the system's mutex while it
+  // takes each block's, so taking them the other way round could deadlock.
+  ResourceFormat* format = system_->getFormat(name_);
   std::unique_lock lock(mutex_);
   if (watcher) watchers_.addWatcher(watcher);
-  ResourceFormat* format = loaded_ ? nullptr : system_->getFormat(name_);
   if (!loaded_ && !format) {
     KA_LOG(Error) << "unknown resource format: " << name_;
     loaded_ = true;
