@@ -6,6 +6,19 @@
 
 namespace vorn {
 
+namespace {
+
+// Takes an instance out of its list; it is inert from then on. Absent: nothing happens.
+template <class Instance>
+void orphanAndErase(std::vector<ka::Ref<Instance>>& list, Instance* instance) {
+  auto found = std::find_if(list.begin(), list.end(), [instance](auto const& i) { return i.get() == instance; });
+  if (found == list.end()) return;
+  (*found)->orphan();
+  list.erase(found);
+}
+
+}  // namespace
+
 RasRenScene::RasRenScene(RasRen* renderer) : renderer_(renderer) {
   defaultLODGroup_ = static_cast<RasRenLODGroup*>(addLODGroup().get());
 }
@@ -63,12 +76,7 @@ ka::Ref<ren::TextInstance> RasRenScene::addText(ka::Vec3<float> const& origin, k
   return instance;
 }
 
-void RasRenScene::removeText(RasRenTextInstance* text) {
-  auto found = std::find_if(texts_.begin(), texts_.end(), [text](auto const& t) { return t.get() == text; });
-  if (found == texts_.end()) return;
-  (*found)->orphan();
-  texts_.erase(found);
-}
+void RasRenScene::removeText(RasRenTextInstance* text) { orphanAndErase(texts_, text); }
 
 ka::Ref<ren::UIQuadInstance> RasRenScene::addUIQuad(VertexP3C4bT2 const* corners,
                                                     ka::RefNoCount<Texture const> texture,
@@ -78,12 +86,7 @@ ka::Ref<ren::UIQuadInstance> RasRenScene::addUIQuad(VertexP3C4bT2 const* corners
   return quad;
 }
 
-void RasRenScene::removeUIQuad(RasRenUIQuadInstance* quad) {
-  auto found = std::find_if(uiQuads_.begin(), uiQuads_.end(), [quad](auto const& q) { return q.get() == quad; });
-  if (found == uiQuads_.end()) return;
-  (*found)->orphan();
-  uiQuads_.erase(found);
-}
+void RasRenScene::removeUIQuad(RasRenUIQuadInstance* quad) { orphanAndErase(uiQuads_, quad); }
 
 ka::Ref<ren::LODGroup> RasRenScene::addLODGroup() {
   ka::Ref<RasRenLODGroup> group(new RasRenLODGroup(this));
@@ -107,12 +110,6 @@ ka::Ref<ren::Occluder> RasRenScene::addOccluder() {
   return occluder;
 }
 
-void RasRenScene::removeOccluder(RasRenOccluder* occluder) {
-  auto found =
-      std::find_if(occluders_.begin(), occluders_.end(), [occluder](auto const& o) { return o.get() == occluder; });
-  if (found == occluders_.end()) return;
-  (*found)->orphan();
-  occluders_.erase(found);
-}
+void RasRenScene::removeOccluder(RasRenOccluder* occluder) { orphanAndErase(occluders_, occluder); }
 
 }  // namespace vorn
