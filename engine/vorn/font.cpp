@@ -2,6 +2,7 @@
 
 #include <stb_truetype.h>
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -33,9 +34,38 @@ ka::Ref<Font> FontCache::get(FontSpec const& spec) {
 
 namespace {
 
-// A font file held whole in memory, with the library's record of its first face.
+// A font file held whole in memory: the library reads glyphs from it for as long as the face lives.
+struct StbttFontFile {
+  std::vector<unsigned char> bytes;
+};
+
+class StbttFontFileLoader {
+ public:
+  virtual ~StbttFontFileLoader() = default;
+  // Empty bytes when the file can't be read.
+  virtual std::shared_ptr<StbttFontFile> loadFont(ka::StringRange path) = 0;
+};
+
+class StbttFilesystemFontLoader final : public StbttFontFileLoader {
+ public:
+  explicit StbttFilesystemFontLoader(ka::RefNoCount<Filesystem> filesystem) : filesystem_(filesystem.ref()) {}
+  std::shared_ptr<StbttFontFile> loadFont(ka::StringRange path) override {
+    auto file = std::make_shared<StbttFontFile>();
+    if (std::unique_ptr<File> in = filesystem_->open(path, nullptr)) {
+      file->bytes.resize(size_t(std::max(0LL, in->size())));
+      if (in->read(file->bytes.data(), (long long)file->bytes.size()) != (long long)file->bytes.size())
+        file->bytes.clear();
+    }
+    return file;
+  }
+
+ private:
+  ka::Ref<Filesystem> filesystem_;
+};
+
+// The first face of a font file, and the library's record of it.
 struct StbttFontFace {
-  std::vector<unsigned char> file;
+  std::shared_ptr<StbttFontFile> file;
   stbtt_fontinfo info{};
 };
 
@@ -66,10 +96,10 @@ class StbttFont final : public Font {
 
 class StbttFontEngine final : public FontEngine {
  public:
-  explicit StbttFontEngine(ka::RefNoCount<Filesystem> filesystem) {
+  explicit StbttFontEngine(StbttFontFileLoader& loader) {
     static constexpr std::pair<char const*, char const*> kFamilies[] = {
         {"serif", "/fonts/DejaVuSerif.ttf"}, {"sansserif", "/fonts/DejaVuSans.ttf"}, {"mono", "/fonts/DejaVuSansMono.ttf"}};
-    for (auto const& [family, path] : kFamilies) faces_[family] = load(*filesystem, path);
+    for (auto const& [family, path] : kFamilies) faces_[family] = makeFace(loader.loadFont(path));
   }
 
   ka::Ref<Font> createFont(FontSpec const& spec) override {
@@ -83,14 +113,12 @@ class StbttFontEngine final : public FontEngine {
   }
 
  private:
-  static std::shared_ptr<StbttFontFace> load(Filesystem& filesystem, char const* path) {
+  static std::shared_ptr<StbttFontFace> makeFace(std::shared_ptr<StbttFontFile> file) {
     auto face = std::make_shared<StbttFontFace>();
-    if (std::unique_ptr<File> file = filesystem.open(path, nullptr)) {
-      face->file.resize(size_t(std::max(0LL, file->size())));
-      if (file->read(face->file.data(), (long long)face->file.size()) != (long long)face->file.size()) face->file.clear();
-    }
-    int offset = face->file.empty() ? -1 : stbtt_GetFontOffsetForIndex(face->file.data(), 0);
-    if (offset < 0 || !stbtt_InitFont(&face->info, face->file.data(), offset))
+    face->file = std::move(file);
+    std::vector<unsigned char> const& bytes = face->file->bytes;
+    int offset = bytes.empty() ? -1 : stbtt_GetFontOffsetForIndex(bytes.data(), 0);
+    if (offset < 0 || !stbtt_InitFont(&face->info, bytes.data(), offset))
       throw std::runtime_error("invalid index in font file");
     return face;
   }
@@ -114,7 +142,10 @@ class NullFontEngine final : public FontEngine {
 
 }  // namespace
 
-FontEngine* createStbttFontEngine(ka::RefNoCount<Filesystem> filesystem) { return new StbttFontEngine(filesystem); }
+FontEngine* createStbttFontEngine(ka::RefNoCount<Filesystem> filesystem) {
+  StbttFilesystemFontLoader loader(filesystem);
+  return new StbttFontEngine(loader);
+}
 
 FontEngine* createNullFontEngine() { return new NullFontEngine; }
 

@@ -4,9 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
 
 #include "support/renderer_fixture.h"
+#include "support/temp_dir.h"
 #include "vorn/charbitmap.h"
 #include "vorn/fontbitmap.h"
 
@@ -107,6 +109,21 @@ TEST(FontDeathTest, AnAtlasBeyond1024ASideEndsTheProcess) {
   std::unique_ptr<FontEngine> engine(createStbttFontEngine(fs));
   ka::Ref<Font> huge = engine->createFont({"sansserif", 600});
   EXPECT_DEATH(FontBitmap(huge, nullptr, nullptr), "Font texture too large");
+}
+
+TEST(FontEngineTest, AFileThatIsNoFontIsRefusedWithTheLibrarysWords) {
+  TempDir dir;
+  std::filesystem::create_directories(dir.file("fonts"));
+  for (char const* name : {"DejaVuSerif.ttf", "DejaVuSans.ttf", "DejaVuSansMono.ttf"})
+    dir.write(std::string("fonts/") + name, "not a font");
+  ka::Ref<Filesystem> fs = createStdioFilesystem();
+  fs->mount(dir.path(), "/", true);
+  try {
+    delete createStbttFontEngine(fs);
+    ADD_FAILURE() << "no error";
+  } catch (std::runtime_error const& e) {
+    EXPECT_STREQ(e.what(), "invalid index in font file");
+  }
 }
 
 TEST(NullFontTest, AnyFamilyWithEmptyGlyphs) {

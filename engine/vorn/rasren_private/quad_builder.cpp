@@ -106,17 +106,17 @@ void RasRenQuadBuilder::flush() {
     }
     append(quad, drawn);
   }
-  renderBatch();
+  render_batch();
   renderer_->profiler().noteEvent("quads", (long long)quads_.size());
   quads_.clear();
 }
 
 void RasRenQuadBuilder::append(QuadInfo const& quad, Material const& material) {
-  if (vertices_.size() == size_t(kBatchQuads) * 4) renderBatch();
+  if (vertices_.size() == size_t(kBatchQuads) * 4) render_batch();
   int index = int(vertices_.size() / 4);
   vertices_.insert(vertices_.end(), quad.corners, quad.corners + 4);
   if (!spans_.empty()) {
-    Span& last = spans_.back();
+    RasRenQuadSpan& last = spans_.back();
     if (last.material.data() == material.data() && sameMatrix(last.transform, quad.transform) &&
         last.kind == quad.kind && last.drawOrder == quad.drawOrder) {
       ++last.quadCount;
@@ -126,18 +126,22 @@ void RasRenQuadBuilder::append(QuadInfo const& quad, Material const& material) {
   spans_.push_back({material, quad.transform, quad.kind, quad.drawOrder, index, 1});
 }
 
-void RasRenQuadBuilder::renderBatch() {
+void RasRenQuadBuilder::fillBuffers(RasMeshVertexBuffer& vertices, RasMeshIndexBuffer& indices) const {
+  vertices.setBits(vertices_.data(), vertices_.size() * sizeof(VertexP3C4bT2));
+  std::vector<uint16_t> quadIndices;
+  quadIndices.reserve(vertices_.size() / 4 * 6);
+  for (uint16_t first = 0; first < vertices_.size(); first = uint16_t(first + 4))
+    for (uint16_t corner : {0, 1, 2, 2, 3, 0}) quadIndices.push_back(uint16_t(first + corner));
+  indices.setBits(quadIndices.data(), quadIndices.size() * sizeof(uint16_t));
+}
+
+void RasRenQuadBuilder::render_batch() {
   if (vertices_.empty()) return;
   ka::Ref<RasMeshVertexBuffer> vertexBuffer = renderer_->getQuadVertexBuffer();
   ka::Ref<RasMeshIndexBuffer> indexBuffer = renderer_->getQuadIndexBuffer();
-  vertexBuffer->setBits(vertices_.data(), vertices_.size() * sizeof(VertexP3C4bT2));
-  std::vector<uint16_t> indices;
-  indices.reserve(vertices_.size() / 4 * 6);
-  for (uint16_t first = 0; first < vertices_.size(); first = uint16_t(first + 4))
-    for (uint16_t corner : {0, 1, 2, 2, 3, 0}) indices.push_back(uint16_t(first + corner));
-  indexBuffer->setBits(indices.data(), indices.size() * sizeof(uint16_t));
+  fillBuffers(*vertexBuffer, *indexBuffer);
   MaterialBindingTable* table = renderer_->rasterizer()->getBindingTable();
-  for (Span const& span : spans_) {
+  for (RasRenQuadSpan const& span : spans_) {
     RasRenDrawCall& call = out_.emplace_back();
     call.effect = renderer_->getRasRenEffect(span.material.shader(), false);
     call.worldMatrix = span.transform;

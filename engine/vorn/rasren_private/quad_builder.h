@@ -15,6 +15,16 @@ namespace vorn {
 
 class RasRen;
 
+// Quads of one batch that draw as one call: consecutive, with one material, transform, kind and
+// draw order.
+struct RasRenQuadSpan {
+  Material material;
+  ka::Mat4x4f const* transform;
+  ren::TransformKind kind;
+  int drawOrder;
+  int firstQuad, quadCount;
+};
+
 class RasRenQuadBuilder {
  public:
   static constexpr int kBatchQuads = 85;  // 340 vertices: one pooled vertex buffer
@@ -40,27 +50,21 @@ class RasRenQuadBuilder {
     bool atlasable;
     VertexP3C4bT2 corners[4];
   };
-  // Quads of one batch that draw as one call.
-  struct Span {
-    Material material;
-    ka::Mat4x4f const* transform;
-    ren::TransformKind kind;
-    int drawOrder;
-    int firstQuad, quadCount;
-  };
   struct CompareQuadInfo {
     bool operator()(QuadInfo const& a, QuadInfo const& b) const;
   };
 
   bool isAtlasable(Material const& material) const;
   void append(QuadInfo const& quad, Material const& material);
-  void renderBatch();
+  // Writes the batch's vertices and the six indices of each quad into the buffers.
+  void fillBuffers(RasMeshVertexBuffer& vertices, RasMeshIndexBuffer& indices) const;
+  void render_batch();
 
   RasRen* renderer_;
   std::deque<RasRenDrawCall>& out_;
   QuadInfo current_{};
   std::vector<QuadInfo> quads_;
-  std::vector<Span> spans_;
+  std::vector<RasRenQuadSpan> spans_;
   std::vector<VertexP3C4bT2> vertices_;
 };
 

@@ -44,7 +44,7 @@ class RasRenTextureAtlasBuilder::Helper {
   void flush();
 
  private:
-  struct Placed {
+  struct PlacedTexture {
     RasRenTexture const* texture;
     ka::Rect<int> cell;  // top left at (left, top)
     TextureRecord* record;
@@ -116,13 +116,13 @@ class RasRenTextureAtlasBuilder::Helper {
   bool srgb_;
   int width_ = kTile, height_ = kTile;
   std::array<std::array<FreeList, kClasses>, kClasses> free_;  // [height class][width class]
-  std::vector<Placed> placed_;
+  std::vector<PlacedTexture> placed_;
 };
 
 void RasRenTextureAtlasBuilder::Helper::flush() {
   if (placed_.size() == 1) {
     // No atlas is needed for one picture.
-    Placed const& only = placed_.front();
+    PlacedTexture const& only = placed_.front();
     *only.record = TextureRecord{only.texture->rasterizerTexture()};
   } else if (placed_.size() > 1) {
     ka::Ref<Texture> atlas = ras_->rasterizer()->getTextureFactory()->createTexture(
@@ -131,7 +131,7 @@ void RasRenTextureAtlasBuilder::Helper::flush() {
     size_t const pitch = info.rowSize(size_t(width_)), rows = info.rowCount(size_t(height_));
     std::vector<unsigned char> pixels(pitch * rows, 0);
     float const inverseWidth = 1.0f / float(width_), inverseHeight = 1.0f / float(height_);
-    for (Placed const& p : placed_) {
+    for (PlacedTexture const& p : placed_) {
       // A picture larger than its cell runs over its neighbours, but never out of the atlas.
       size_t const at = size_t(p.cell.left) * info.bytesPerBlock / info.blockWidth;
       size_t const sourcePitch = info.rowSize(size_t(p.texture->width()));
