@@ -55,6 +55,8 @@ void BundleReceiver::take(char const* data, size_t count) {
 
 void BundleReceiver::startOver() {
   std::lock_guard lock(mutex_);
+  // Late news for an attempt that has ended changes nothing.
+  if (finished_) return;
   // Nothing has been taken yet, so the writer holds no block and touches neither file nor digest.
   file_.truncate(0);
   sha1_.reset();

@@ -4,6 +4,7 @@
 // waits, which holds the transfer back rather than the memory growing.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <memory>
@@ -57,7 +58,7 @@ class BundleReceiver {
 
   vorn::OutputFile file_;
   ka::SHA1Context sha1_;
-  uint64_t kept_ = 0;
+  std::atomic<uint64_t> kept_{0};  // set before the writer starts, and by startOver on the network thread
   std::mutex mutex_;
   std::condition_variable changed_;
   bool open_ = true;
