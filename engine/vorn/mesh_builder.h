@@ -22,6 +22,21 @@ struct VertexP3C4bT2 {
 };
 static_assert(sizeof(VertexP3C4bT2) == 24);
 
+// A position only: vertex format 0.
+struct VertexP3 {
+  static constexpr VertexFormat kFormat = VF_Position3;
+  ka::Vec3<float> position;
+};
+static_assert(sizeof(VertexP3) == 12);
+
+// Position and normal: vertex format 4.
+struct VertexP3N3 {
+  static constexpr VertexFormat kFormat = VF_Position3Normal3;
+  ka::Vec3<float> position;
+  ka::Vec3<float> normal;
+};
+static_assert(sizeof(VertexP3N3) == 24);
+
 template <class Vertex>
 class MeshBuilder {
  public:
