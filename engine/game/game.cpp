@@ -17,7 +17,10 @@ Game::Game(Platform* platform)
 
 void Game::ReleaseMaterialLibrary::operator()(MaterialLibrary* library) const { releaseMaterialLibrary(library); }
 
-Game::~Game() = default;
+Game::~Game() {
+  // Loads still queued run now, while the resource system and the renderer they use are there.
+  loaderPool_->shutdown();
+}
 
 ren::Renderer* Game::doCreateRenderer() {
   // Asked in this order; the first call brings the window into being. A platform without

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <memory>
 #include <thread>
 
 #include "support/temp_dir.h"
@@ -169,6 +171,30 @@ TEST(GameFactorySingleton, ASecondOneEndsTheProcess) {
   vorn::GameClassFactorySingleton<vorn::Game> first("First");
   EXPECT_EQ(vorn::GameFactorySingleton::instance(), &first);
   EXPECT_DEATH(vorn::GameClassFactorySingleton<vorn::Game> second("Second"), "Multiple GameFactorySingletons\\?");
+}
+
+// A load still queued when the game ends runs first, while its resource system is there.
+TEST_F(HeadlessPlatformTest, AGameFinishesQueuedLoadsBeforeItsResourceSystemGoes) {
+  struct SlowText : vorn::Resource {};
+  struct SlowFormat : vorn::ResourceFormat {
+    ka::Ref<vorn::Resource> load(vorn::File&, std::string const&, ka::RefNoCount<vorn::ChangeWatcher>,
+                                 ka::RefNoCount<vorn::Filesystem>) override {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      ++loads;
+      return ka::Ref<vorn::Resource>(new SlowText);
+    }
+    std::atomic<int> loads{0};
+  } format;
+  resources.write("a.slow", "x");
+  resources.write("b.slow", "y");
+  vorn::HeadlessPlatform platform(&factory, resources.path());
+  auto game = std::make_unique<ProbeGame>(&platform, factory.calls, false);
+  game->resourceSystem()->registerFormat(".slow", &format);
+  ka::SingleThreadedWorklist delivery;
+  game->resourceSystem()->resolve("/a.slow")->fetchAsync(nullptr, [](auto) {}, &delivery, nullptr);
+  game->resourceSystem()->resolve("/b.slow")->fetchAsync(nullptr, [](auto) {}, &delivery, nullptr);
+  game.reset();
+  EXPECT_EQ(format.loads, 2);
 }
 
 }  // namespace
