@@ -68,17 +68,8 @@ double plainPerFrame(std::vector<std::vector<unsigned char>> const& pics) {
       "1.0, 0, 1); }\n",
       "#version 330\nuniform sampler2D t;\nin vec2 uv;\nout vec4 c;\nvoid main() { c = texture(t, uv).bgra; }\n");
   GLuint vao, vbo, texture, colour, depth, fbo;
-  glGenVertexArrays(1, &vao);
-  glBindVertexArray(vao);
   float const quad[] = {0, 0, 1, 0, 0, 1, 1, 1};
-  glGenBuffers(1, &vbo);
-  glBindBuffer(GL_ARRAY_BUFFER, vbo);
-  glBufferData(GL_ARRAY_BUFFER, sizeof quad, quad, GL_STATIC_DRAW);
-  glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, nullptr);
-  glEnableVertexAttribArray(0);
-  glBindAttribLocation(program, 0, "p");
-  glLinkProgram(program);
-  glUseProgram(program);
+  bindRawVertices(program, "p", quad, 8, 2, vao, vbo);
   glGenTextures(1, &texture);
   glBindTexture(GL_TEXTURE_2D, texture);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);

@@ -165,16 +165,7 @@ Frame plain(Scene const& s, vorn::Font const& font) {
     }
   }
   GLuint vao, vbo, colour, fbo;
-  glGenVertexArrays(1, &vao);
-  glBindVertexArray(vao);
-  glGenBuffers(1, &vbo);
-  glBindBuffer(GL_ARRAY_BUFFER, vbo);
-  glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(vertices.size() * sizeof(float)), vertices.data(), GL_STATIC_DRAW);
-  glVertexAttribPointer(0, 4, GL_FLOAT, GL_FALSE, 0, nullptr);
-  glEnableVertexAttribArray(0);
-  glBindAttribLocation(program, 0, "p");
-  glLinkProgram(program);
-  glUseProgram(program);
+  bindRawVertices(program, "p", vertices.data(), vertices.size(), 4, vao, vbo);
   glGenTextures(1, &colour);
   glBindTexture(GL_TEXTURE_2D, colour);
   glTexImage2D(GL_TEXTURE_2D, 0, GL_SRGB8, kWidth, kHeight, 0, GL_RGB, GL_UNSIGNED_BYTE, nullptr);

@@ -26,9 +26,9 @@ ka::StringRange Font::getSubOfAdvance(ka::StringRange text, float limit) const {
   return text;
 }
 
-ka::Ref<Font> FontCache::get(FontSpec const& spec) {
-  auto it = fonts_.find(spec);
-  if (it == fonts_.end()) it = fonts_.emplace(spec, engine_->createFont(spec)).first;
+ka::Ref<Font> FontCache::get(FontSpec const& wanted) {
+  auto it = fonts_.find(wanted);
+  if (it == fonts_.end()) it = fonts_.emplace(wanted, engine_->createFont(wanted)).first;
   return it->second;
 }
 
@@ -71,8 +71,8 @@ struct StbttFontFace {
 
 class StbttFont final : public Font {
  public:
-  StbttFont(FontSpec spec, Metrics metrics, std::shared_ptr<StbttFontFace const> face, float scale)
-      : Font(std::move(spec), metrics), face_(std::move(face)), scale_(scale) {}
+  StbttFont(FontSpec wanted, Metrics metrics, std::shared_ptr<StbttFontFace const> face, float scale)
+      : Font(std::move(wanted), metrics), face_(std::move(face)), scale_(scale) {}
   using Font::getAdvance;
 
   float getAdvance(int codepoint) const override {
@@ -102,14 +102,14 @@ class StbttFontEngine final : public FontEngine {
     for (auto const& [family, path] : kFamilies) faces_[family] = makeFace(loader.loadFont(path));
   }
 
-  ka::Ref<Font> createFont(FontSpec const& spec) override {
-    auto it = faces_.find(spec.name);
+  ka::Ref<Font> createFont(FontSpec const& wanted) override {
+    auto it = faces_.find(wanted.name);
     if (it == faces_.end()) return nullptr;
     int ascent = 0, descent = 0, gap = 0;
     stbtt_GetFontVMetrics(&it->second->info, &ascent, &descent, &gap);
-    float scale = spec.size / float(ascent - descent + gap);
-    Metrics metrics{spec.size, float(ascent) * scale, float(-descent) * scale};
-    return ka::Ref<Font>(new StbttFont(spec, metrics, it->second, scale));
+    float scale = wanted.size / float(ascent - descent + gap);
+    Metrics metrics{wanted.size, float(ascent) * scale, float(-descent) * scale};
+    return ka::Ref<Font>(new StbttFont(wanted, metrics, it->second, scale));
   }
 
  private:
@@ -128,7 +128,7 @@ class StbttFontEngine final : public FontEngine {
 
 class NullFont final : public Font {
  public:
-  explicit NullFont(FontSpec const& spec) : Font(spec, {spec.size, spec.size * 0.75f, spec.size * 0.25f}) {}
+  explicit NullFont(FontSpec const& wanted) : Font(wanted, {wanted.size, wanted.size * 0.75f, wanted.size * 0.25f}) {}
   using Font::getAdvance;
   float getAdvance(int) const override { return 1.0f; }
   BitmapBox getBitmapBox(int) const override { return {1, 1, 0, 0}; }
@@ -137,7 +137,7 @@ class NullFont final : public Font {
 
 class NullFontEngine final : public FontEngine {
  public:
-  ka::Ref<Font> createFont(FontSpec const& spec) override { return ka::Ref<Font>(new NullFont(spec)); }
+  ka::Ref<Font> createFont(FontSpec const& wanted) override { return ka::Ref<Font>(new NullFont(wanted)); }
 };
 
 }  // namespace

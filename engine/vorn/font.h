@@ -32,9 +32,9 @@ struct BitmapBox {
 
 class Font : public ka::Counted {
  public:
-  Font(FontSpec spec, Metrics metrics) : spec_(std::move(spec)), metrics_(metrics) {}
+  Font(FontSpec wanted, Metrics metrics) : fontSpec_(std::move(wanted)), metrics_(metrics) {}
 
-  FontSpec const& spec() const { return spec_; }
+  FontSpec const& fontSpec() const { return fontSpec_; }
   Metrics const& metrics() const { return metrics_; }
 
   virtual float getAdvance(int codepoint) const = 0;
@@ -49,7 +49,7 @@ class Font : public ka::Counted {
   ka::StringRange getSubOfAdvance(ka::StringRange text, float limit) const;
 
  private:
-  FontSpec spec_;
+  FontSpec fontSpec_;
   Metrics metrics_;
 };
 
@@ -57,14 +57,14 @@ class FontEngine {
  public:
   virtual ~FontEngine() = default;
   // Null for an unknown family.
-  virtual ka::Ref<Font> createFont(FontSpec const& spec) = 0;
+  virtual ka::Ref<Font> createFont(FontSpec const& wanted) = 0;
 };
 
-// Each spec made once, a failed one too, for as long as the cache lives.
+// Each font asked for is made once, a failed one too, for as long as the cache lives.
 class FontCache {
  public:
   explicit FontCache(FontEngine* engine) : engine_(engine) {}
-  ka::Ref<Font> get(FontSpec const& spec);
+  ka::Ref<Font> get(FontSpec const& wanted);
 
  private:
   FontEngine* engine_;

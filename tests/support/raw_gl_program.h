@@ -4,6 +4,7 @@
 
 #include <epoxy/gl.h>
 
+#include <cstddef>
 #include <utility>
 
 inline GLuint linkRawProgram(char const* vertex, char const* fragment) {
@@ -21,4 +22,21 @@ inline GLuint linkRawProgram(char const* vertex, char const* fragment) {
   if (linked) return program;
   glDeleteProgram(program);
   return 0;
+}
+
+// A vertex array over one static buffer of `count` floats, `components` a vertex, bound to the
+// program's attribute `name` (location 0), and the program relinked and in use. The names come
+// back through `vao` and `vbo` for deleting.
+inline void bindRawVertices(GLuint program, char const* name, float const* data, size_t count, int components,
+                            GLuint& vao, GLuint& vbo) {
+  glGenVertexArrays(1, &vao);
+  glBindVertexArray(vao);
+  glGenBuffers(1, &vbo);
+  glBindBuffer(GL_ARRAY_BUFFER, vbo);
+  glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(count * sizeof(float)), data, GL_STATIC_DRAW);
+  glVertexAttribPointer(0, components, GL_FLOAT, GL_FALSE, 0, nullptr);
+  glEnableVertexAttribArray(0);
+  glBindAttribLocation(program, 0, name);
+  glLinkProgram(program);
+  glUseProgram(program);
 }

@@ -123,22 +123,6 @@ TEST_F(ResumeTest, AnErrorAnswerToARangedRequestKeepsThePart) {
   expectInstalled();
 }
 
-TEST_F(ResumeTest, TheDevelopmentServerServesRanges) {
-  writeFile(temp.path() + "/site/game/manifest.gz", std::string(game.manifestGz.begin(), game.manifestGz.end()));
-  writeFile(temp.path() + "/site/game/hashed/" + checksum(), bundle());
-  devserver::Config config;
-  config.port = 0;
-  config.streams.push_back({"s", "1", "", "game", "manifest.gz", temp.path() + "/site", "?k=1", ""});
-  DevServerThread devServer(config);
-  writeFile(partPath(), bundle().substr(0, 1 << 20));
-  ka::LogSinkMemory log(0);
-  auto context = makeContext(devServer.baseUrl() + "/content/s/");
-  context->setDownloadAuthSuffix("?k=1");
-  ASSERT_TRUE(runUpdatePipeline(context, "game/manifest.gz").ok);
-  EXPECT_EQ(countLines(log, "GET /content/s/game/hashed/" + checksum() + " 206 bytes=1048576-"), 1) << logText(log);
-  expectInstalled();
-}
-
 // An 8 MiB bundle on a site folder, and an update of it in a process of its own that is killed
 // once a quarter of the bundle is on disk; then the update again, in this process.
 class KilledUpdateTest : public ::testing::Test {

@@ -37,7 +37,7 @@ TEST_F(FontTest, MetricsFollowTheFontFileWithTheSizeAsTheWholeLine) {
   EXPECT_NEAR(font->getAdvance('A'), 9.4027, 1e-4);
   EXPECT_NEAR(font->getAdvance("AA"), 2 * 9.4027, 1e-3);
 
-  EXPECT_EQ(sans(16).get(), font.get()) << "one object a spec";
+  EXPECT_EQ(sans(16).get(), font.get()) << "the same font object when asked again";
   EXPECT_NE(sans(17).get(), font.get());
   EXPECT_FALSE(cache.get({"fantasy", 16})) << "an unknown family";
   EXPECT_TRUE(cache.get({"serif", 16}));

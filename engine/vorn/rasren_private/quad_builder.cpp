@@ -38,8 +38,7 @@ bool RasRenQuadBuilder::CompareQuadInfo::operator()(QuadInfo const& a, QuadInfo 
   if (byShader != 0) return byShader < 0;
   auto address = [](QuadInfo const& q) { return reinterpret_cast<uintptr_t>(&q.material.parameterBlock()); };
   if (!a.atlasable) return address(a) < address(b);
-  uint64_t areaA = textureArea(a.material), areaB = textureArea(b.material);
-  if (areaA != areaB) return areaA > areaB;
+  if (a.textureArea != b.textureArea) return a.textureArea > b.textureArea;
   return address(a) < address(b);
 }
 
@@ -58,6 +57,7 @@ void RasRenQuadBuilder::setup(Material const& material, ka::Mat4x4f const* trans
   current_.kind = kind;
   current_.drawOrder = drawOrder;
   current_.atlasable = isAtlasable(current_.material);
+  current_.textureArea = textureArea(current_.material);
 }
 
 void RasRenQuadBuilder::addQuad(VertexP3C4bT2 const* corners) {

@@ -48,6 +48,7 @@ class RasRenQuadBuilder {
     ren::TransformKind kind;
     int drawOrder;
     bool atlasable;
+    uint64_t textureArea;  // texels of the material's textures, for the sort
     VertexP3C4bT2 corners[4];
   };
   struct CompareQuadInfo {

@@ -23,8 +23,6 @@ int sizeClass(int size) {
   return k;
 }
 
-int log2Of(int powerOfTwo) { return sizeClass(powerOfTwo); }
-
 }  // namespace
 
 // One atlas in the making, for one format and colour encoding.
@@ -66,12 +64,12 @@ class RasRenTextureAtlasBuilder::Helper {
   void halveDown(ka::Rect<int>& r, int width, int height) {
     while (r.height() / 2 >= std::max(height, 1)) {
       int h = r.height() / 2;
-      freeList(log2Of(h), log2Of(r.width())).push_back({r.left, r.top + h, r.right, r.bottom});
+      freeList(sizeClass(h), sizeClass(r.width())).push_back({r.left, r.top + h, r.right, r.bottom});
       r.bottom = r.top + h;
     }
     while (r.width() / 2 >= std::max(width, 1)) {
       int w = r.width() / 2;
-      freeList(log2Of(r.height()), log2Of(w)).push_back({r.left + w, r.top, r.right, r.bottom});
+      freeList(sizeClass(r.height()), sizeClass(w)).push_back({r.left + w, r.top, r.right, r.bottom});
       r.right = r.left + w;
     }
   }
