@@ -23,10 +23,12 @@ class LauncherOfflineTest : public ::testing::Test, public LauncherHome {
       EXPECT_TRUE(run->turnUntil([this] { return !Inspect::busy(run->gui()); }));
     }
   }
-  // A game that writes the arguments it was given beside itself.
+  // A game that writes the arguments it was given beside itself, whole or not at all (renamed into
+  // place), so that a reader never sees the first line without the rest.
   void installGame(std::string const& gameDir) {
     fs::create_directories(gameDir + "/bin");
-    home.write("game", "#!/bin/sh\nfor a in \"$@\"; do echo \"$a\"; done > \"$(dirname \"$0\")/args\"\n");
+    home.write("game", "#!/bin/sh\nd=\"$(dirname \"$0\")\"\nfor a in \"$@\"; do echo \"$a\"; done > \"$d/args.part\"\n"
+                       "mv \"$d/args.part\" \"$d/args\"\n");
     fs::copy_file(home.file("game"), gameDir + "/bin/game", fs::copy_options::overwrite_existing);
     fs::permissions(gameDir + "/bin/game", fs::perms::owner_all);
   }
