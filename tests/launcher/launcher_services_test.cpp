@@ -156,8 +156,7 @@ TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
   RecordedEvent launched = call("launch", {std::string("stable"), std::string("--level \"two words\"")});
   EXPECT_EQ(launched.text(2), "launched!");
   EXPECT_TRUE(r.platform.exitPending());
-  ASSERT_TRUE(r.turnUntil([&] { return readFile(gameDir() + "/bin/last-launch.txt").size() > 0; }));
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  ASSERT_TRUE(r.turnUntil([&] { return fs::exists(gameDir() + "/bin/last-launch.txt"); }));
   EXPECT_EQ(readFile(gameDir() + "/bin/last-launch.txt"), "--ticket=" + ticket + "\n--level\ntwo words\n");
 
   std::string log = readFile(Inspect::logFilePath(r.gui()));
