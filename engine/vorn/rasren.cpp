@@ -86,6 +86,12 @@ ka::Ref<ren::SceneViewport> RasRen::createSceneViewport(ka::Rect<int> const& rec
   return ka::Ref<ren::SceneViewport>(new RasRenSceneViewport(this, rect, scene));
 }
 
+ka::Ref<ren::RenderChain> RasRen::createRenderChain(ka::RefNoCount<ren::SceneViewport> viewport, float scale,
+                                                   bool hdr, ka::RefNoCount<Texture const> exposureWeighting) {
+  auto* own = dynamic_cast<RasRenSceneViewport*>(viewport.get());
+  return ka::Ref<ren::RenderChain>(new RasRenRenderChain(this, own, scale, hdr, exposureWeighting));
+}
+
 void RasRen::addViewport(ka::RefNoCount<ren::Viewport> viewport) {
   removeViewport(viewport);
   viewports_.push_back(dynamic_cast<RasRenViewport*>(viewport.get()));

@@ -44,6 +44,8 @@ class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactor
   ka::Ref<ren::Scene> createScene() override;
   void loadEffects(std::string const& path) override;
   ka::Ref<ren::SceneViewport> createSceneViewport(ka::Rect<int> const& rect, ka::RefNoCount<ren::Scene> scene) override;
+  ka::Ref<ren::RenderChain> createRenderChain(ka::RefNoCount<ren::SceneViewport> viewport, float scale, bool hdr,
+                                              ka::RefNoCount<Texture const> exposureWeighting) override;
   void clearViewportStack() override { viewports_.clear(); }
   void addViewport(ka::RefNoCount<ren::Viewport> viewport) override;
   void removeViewport(ka::RefNoCount<ren::Viewport> viewport) override;

@@ -132,6 +132,29 @@ class Scene : public ka::Counted {
   virtual void setTime(double time) = 0;
 };
 
+// The offscreen frame of one scene viewport: a G-buffer drawn at a scale of the result's size,
+// optionally HDR with bloom and eye adaptation, a list of post passes, overlays, and a read-back of
+// the finished picture. A viewport without one draws straight into the window.
+class RenderChain : public ka::Counted {
+ public:
+  // The G-buffer's size is the result's times `scale`; only the last copy runs at full size.
+  virtual void setResolutionScaling(float scale) = 0;
+  virtual void enableFXAA(bool enable) = 0;
+  // Techniques of the effect "Post" run, in order, on the finished picture of every frame.
+  virtual void appendTechnique(std::string const& name) = 0;
+  // A picture drawn over the result with a "Post" technique ("Default" for an empty name), placed in
+  // pixels of the G-buffer from its top left; returns its id.
+  virtual int addPip(ka::Rect<int> const& rect, ka::RefNoCount<Texture const> texture,
+                     std::string const& technique) = 0;
+  virtual void removePip(int id) = 0;
+  // Copies each finished frame, `width` by `height`, into one of two targets in turn, for
+  // `downloadTarget`; false drops both.
+  virtual void enableDownloadTarget(bool enable, int width, int height) = 0;
+  // The copy before the last (the one not being drawn) as B, G, R, A bytes, rows from the bottom,
+  // width times height times 4 of them; nothing when disabled.
+  virtual void downloadTarget(void* dst) = 0;
+};
+
 // A rectangle of the window that the renderer's stack draws. Derived from virtually, so that an
 // implementation that is also the renderer's own kind of viewport has one count.
 class Viewport : public ka::Counted {};
@@ -146,6 +169,8 @@ class SceneViewport : public virtual Viewport {
   virtual void setFrustum(ka::Frustum const& frustum) = 0;
   // Pixels from the top left of the window.
   virtual void setRect(ka::Rect<int> const& rect) = 0;
+  // Null draws straight into the window again.
+  virtual void setRenderChain(ka::RefNoCount<RenderChain> chain) = 0;
 };
 
 class Renderer {
@@ -161,6 +186,10 @@ class Renderer {
   virtual void loadEffects(std::string const& path) = 0;
   // Not drawn until it is added to the stack.
   virtual ka::Ref<SceneViewport> createSceneViewport(ka::Rect<int> const& rect, ka::RefNoCount<Scene> scene) = 0;
+  // Becomes the viewport's chain. `exposureWeighting` weights each pixel's say in the HDR
+  // exposure (null: all alike).
+  virtual ka::Ref<RenderChain> createRenderChain(ka::RefNoCount<SceneViewport> viewport, float scale, bool hdr,
+                                                 ka::RefNoCount<Texture const> exposureWeighting) = 0;
   virtual void clearViewportStack() = 0;
   // Puts the viewport on top of the stack, moving it there if it was already on it.
   virtual void addViewport(ka::RefNoCount<Viewport> viewport) = 0;

@@ -90,6 +90,12 @@ class GLRasterizer : public RasterizerImpl,
                                  bool srgb, uint32_t category) override;
   ka::Ref<Texture> createCubeTexture(TextureFormat format, int width, int height, int mips, TextureFilter filter,
                                      bool srgb, uint32_t category) override;
+  // A render target's attachment: clamped at its edges, so that filters reading past them see the
+  // edge rather than the opposite side.
+  ka::Ref<Texture> createAttachmentTexture(TextureFormat format, int width, int height, int mips, TextureFilter filter,
+                                           bool srgb, uint32_t category) {
+    return createTextureInternal(format, width, height, mips, filter, srgb, category, TW_CLAMP);
+  }
   // Buffer textures are off: always empty.
   ka::Ref<TextureBuffer> createTextureBuffer(TextureFormat format, int size, bool dynamic, uint32_t category) override;
 

@@ -68,7 +68,8 @@ void GLRenderTarget::createBuffer() {
   }
   for (int n = 0; n < numTextures(); ++n) {
     Attachment& a = attachments_[n];
-    if (!a.texture) a.texture = rasterizer->createTexture(a.format, width_, height_, mips_, filter_, a.srgb, 4);
+    if (!a.texture)
+      a.texture = rasterizer->createAttachmentTexture(a.format, width_, height_, mips_, filter_, a.srgb, 4);
     // Bound once so that it has storage before it is attached.
     rasterizer->bindOnChannel(n, a.texture.get());
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0 + n, GL_TEXTURE_2D, glTexture(a.texture)->name(), 0);
@@ -77,7 +78,7 @@ void GLRenderTarget::createBuffer() {
     depthTexture_.reset();
   } else {
     if (!depthTexture_) {
-      depthTexture_ = rasterizer->createTexture(depthFormat_, width_, height_, mips_, filter_, false, 5);
+      depthTexture_ = rasterizer->createAttachmentTexture(depthFormat_, width_, height_, mips_, filter_, false, 5);
     }
     rasterizer->bindOnChannel(numTextures(), depthTexture_.get());
     GLenum point = depthFormat_ == TF_D24S8 ? GL_DEPTH_STENCIL_ATTACHMENT : GL_DEPTH_ATTACHMENT;

@@ -25,6 +25,22 @@ RasRenSceneViewport::RasRenSceneViewport(RasRen* renderer, ka::Rect<int> const& 
   setScene(scene);
 }
 
+RasRenSceneViewport::~RasRenSceneViewport() {
+  if (chain_) chain_->detachViewport();
+}
+
+void RasRenSceneViewport::setRect(ka::Rect<int> const& rect) {
+  rect_ = rect;
+  if (chain_) chain_->rebuildGBuffer();
+}
+
+void RasRenSceneViewport::setRenderChain(ka::RefNoCount<ren::RenderChain> chain) {
+  auto* own = static_cast<RasRenRenderChain*>(chain.get());
+  if (chain_ && chain_.get() != own) chain_->detachViewport();
+  chain_ = own;
+  if (chain_) chain_->rebuildGBuffer();
+}
+
 void RasRenSceneViewport::setScene(ka::RefNoCount<ren::Scene> scene) {
   scene_ = static_cast<RasRenScene*>(scene.get());
   MaterialBindingTable* table = renderer_->rasterizer()->getBindingTable();
@@ -76,10 +92,11 @@ ka::Mat4x4f RasRenSceneViewport::getDefaultViewProj() const {
 void RasRenSceneViewport::render() {
   if (!scene_ || !scene_->rasRen()) return;
   ras::Rasterizer* rasterizer = renderer_->rasterizer();
-  ka::Ref<ras::RenderTarget> target = rasterizer->getDefaultRenderTarget();
+  ka::Ref<ras::RenderTarget> target = chain_ ? chain_->frameTarget() : rasterizer->getDefaultRenderTarget();
   if (!target) return;
   target->setViewport(rect_);
   rasterizer->setRenderTarget(target);
+  if (chain_) chain_->beginFrame();
 
   ka::Mat4x4f projection = projectionForTarget(rect_.width(), rect_.height());
   viewProj_ = ka::mul(view_, projection);
@@ -112,11 +129,19 @@ void RasRenSceneViewport::render() {
   }
 
   renderMeshes(overlay_, centredViewProj, "");
-  // Until the lighting engine draws them into its buffers, lit meshes draw as they are.
+  // Until the lighting engine draws them into its buffers, lit meshes draw as they are, into the
+  // scene colour alone.
+  if (chain_) setDrawMask(1);
   renderMeshes(lit_, viewProj_, "");
   renderMeshes(solidUnlit_, viewProj_, "");
   renderMeshes(transparentHdr_, viewProj_, "");
+  if (chain_) chain_->applyHDR();
   renderMeshes(transparentNoHdr_, viewProj_, "");
+  if (chain_) chain_->endFrame();
+}
+
+void RasRenSceneViewport::setDrawMask(int mask) {
+  if (chain_ && chain_->gBuffer()) chain_->gBuffer()->setDrawMask(mask);
 }
 
 void RasRenSceneViewport::getCulledMeshes(std::vector<RasRenDrawCall*>& out) {

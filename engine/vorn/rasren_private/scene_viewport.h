@@ -1,5 +1,5 @@
 // Draws a scene through a camera into a rectangle: culls, sorts and sorts out the draw calls, and
-// runs the passes. The passes of later features (lighting, HDR, render chains) join here.
+// runs the passes, through its render chain's targets when it has one.
 #pragma once
 
 #include <deque>
@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "draw_call.h"
+#include "render_chain.h"
 #include "scene.h"
 #include "vorn/rasren.h"
 
@@ -15,13 +16,17 @@ namespace vorn {
 class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
  public:
   RasRenSceneViewport(RasRen* renderer, ka::Rect<int> const& rect, ka::RefNoCount<ren::Scene> scene);
+  ~RasRenSceneViewport() override;
 
   void setBackground(ka::Color4f const& colour) override { background_ = colour; }
   void setScene(ka::RefNoCount<ren::Scene> scene) override;
   void setViewMatrix(ka::Mat4x4f const& view) override;
   void setProjectionMatrix(ka::Mat4x4f const& projection) override;
   void setFrustum(ka::Frustum const& frustum) override { frustum_ = frustum; }
-  void setRect(ka::Rect<int> const& rect) override { rect_ = rect; }
+  void setRect(ka::Rect<int> const& rect) override;
+  // Counted here, unlike in the chain's pointer back, so that neither can outlive what it uses.
+  void setRenderChain(ka::RefNoCount<ren::RenderChain> chain) override;
+  RasRenRenderChain* renderChain() const { return chain_.get(); }
 
   ka::Rect<int> rect() const override { return rect_; }
   // The scene is drawn over every pixel of the rectangle.
@@ -64,6 +69,8 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   };
 
   void refreshCamera();
+  // On the chain's G-buffer; nothing without a chain.
+  void setDrawMask(int mask);
   ka::Mat4x4f projectionForTarget(int width, int height) const;
 
   RasRen* renderer_;
@@ -82,6 +89,7 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   bool orthographic_ = false;
   int slots_[SLOT_Count];
   // Kept between frames so that filling them allocates nothing once they have grown.
+  ka::Ref<RasRenRenderChain> chain_;
   std::vector<RasRenDrawCall*> calls_, overlay_, lit_, solidUnlit_, transparentHdr_, transparentNoHdr_;
   std::deque<RasRenDrawCall> quadCalls_;  // a deque: the pointers in calls_ stay valid as it grows
 };
