@@ -10,6 +10,7 @@
 #include "vorn/mesh_builder.h"
 #include "vorn/profiler.h"
 #include "vorn/rasren_private/effect.h"
+#include "vorn/rasren_private/lighting_engine.h"
 #include "vorn/rasren_private/scene.h"
 #include "vorn/rasren_private/scene_viewport.h"
 #include "vorn/rasren_private/texture.h"
@@ -165,6 +166,11 @@ ka::Ref<RasMeshVertexBuffer> RasRen::getQuadVertexBuffer() {
 ka::Ref<RasMeshIndexBuffer> RasRen::getQuadIndexBuffer() {
   return lend(freeQuadIndices_, usedQuadIndices_,
               [this] { return createIndexBuffer(IF_UInt16, kQuadIndexCount, ras::BU_Dynamic, 0); });
+}
+
+RasRenLightingEngine& RasRen::lightingEngine() {
+  if (!lightingEngine_) lightingEngine_ = std::make_unique<RasRenLightingEngine>(this);
+  return *lightingEngine_;
 }
 
 ka::Ref<Mesh> RasRen::getQuadMesh() {

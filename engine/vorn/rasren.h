@@ -19,6 +19,7 @@ namespace vorn {
 
 class Profiler;
 class RasRenEffect;
+class RasRenLightingEngine;
 class RasRenScene;
 class RasRenTexture;
 
@@ -80,6 +81,8 @@ class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactor
   // Glyph pictures of the text instances, pruned once a frame.
   CharBitmapCache& charBitmapCache() { return *charBitmaps_; }
   Profiler& profiler() const { return profiler_; }
+  // Made at first use, when the effects are loaded.
+  RasRenLightingEngine& lightingEngine();
   // Bottom first.
   std::vector<ka::Ref<RasRenViewport>> const& viewportStack() const { return viewports_; }
 
@@ -99,6 +102,7 @@ class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactor
   std::vector<ka::Ref<RasMeshVertexBuffer>> freeQuadVertices_, usedQuadVertices_;
   std::vector<ka::Ref<RasMeshIndexBuffer>> freeQuadIndices_, usedQuadIndices_;
   ka::Ref<Mesh> quadMesh_;
+  std::unique_ptr<RasRenLightingEngine> lightingEngine_;
   struct ReleaseMaterialLibrary {
     void operator()(MaterialLibrary* library) const { releaseMaterialLibrary(library); }
   };

@@ -111,14 +111,68 @@ class TextInstance : public SceneInstance {
   virtual void setColor(ka::Color4f const& colour) = 0;
 };
 
+// A light of a lighting environment. Its shape follows from what was set last: a direction makes it
+// directional, a position and radius a point light, a transform a box (projective when its last
+// column is not 0, 0, 0, 1), and a sweep axis of non-zero length a capsule.
+class LightInstance : public SceneInstance {
+ public:
+  virtual void setEnabled(bool enabled) = 0;
+  virtual void setDiffuseColor(ka::Color4f const& colour) = 0;
+  // Black draws without the specular term, which is cheaper.
+  virtual void setSpecularColor(ka::Color4f const& colour) = 0;
+  // The way the light travels, in world space.
+  virtual void setDirection(ka::Vec3<float> const& direction) = 0;
+  virtual void setPosition(ka::Vec3<float> const& position) = 0;
+  // Takes a world point into the light's unit box (affine) or clip cube (projective).
+  virtual void setTransform(ka::Mat4x4f const& transform) = 0;
+  virtual void setSweepAxis(ka::Vec3<float> const& axis) = 0;
+  virtual void setRadius(float radius) = 0;
+  // A picture projected by a box light; null for white.
+  virtual void setGobo(ka::RefNoCount<Texture const> gobo) = 0;
+  // Draws the light's volume flat instead of lighting.
+  virtual void setDebug(bool debug) = 0;
+};
+
+// A sphere of fog that blends what lies behind it towards its colour.
+class FogInstance : public SceneInstance {
+ public:
+  virtual void setEnabled(bool enabled) = 0;
+  virtual void setDensity(float density) = 0;
+  virtual void setColor(ka::Color4f const& colour) = 0;
+  virtual void setPosition(ka::Vec3<float> const& position) = 0;
+  virtual void setRadius(float radius) = 0;
+};
+
+// The lights, fogs and ambient light that lit meshes naming it receive.
+class LightingEnvironment : public ka::Counted {
+ public:
+  // Sky, horizon, ground and a fourth, unused colour, as the ambient lookup of `setAmbient`.
+  virtual ka::Ref<Texture> createAmbientLookup(ka::Color4f const* four) = 0;
+  // Ambient light by the normal's angle to `direction` (world space); a null lookup is black.
+  virtual void setAmbient(ka::Vec3<float> const& direction, ka::Vec3<float> const& centre,
+                          ka::RefNoCount<Texture const> lookup) = 0;
+  // Removes every light and fog.
+  virtual void clear() = 0;
+  virtual ka::Ref<LightInstance> addLight() = 0;
+  virtual ka::Ref<FogInstance> addFog() = 0;
+  // The light and fog that transparent lit meshes, which cannot read the G-buffer, receive.
+  virtual void setPrimaryLight(ka::RefNoCount<LightInstance> light) = 0;
+  virtual void setPrimaryFog(ka::RefNoCount<FogInstance> fog) = 0;
+};
+
 class Scene : public ka::Counted {
  public:
   // Null once the renderer is gone.
   virtual Renderer* getRenderer() const = 0;
   // Removes every instance.
   virtual void clear() = 0;
-  virtual ka::Ref<MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform,
-                                        TransformKind kind) = 0;
+  virtual ka::Ref<LightingEnvironment> createLightingEnvironment() = 0;
+  // Lit effects draw unlit without an environment.
+  virtual ka::Ref<MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::RefNoCount<LightingEnvironment> environment,
+                                        ka::Mat4x4f const& transform, TransformKind kind) = 0;
+  ka::Ref<MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform, TransformKind kind) {
+    return addMesh(mesh, nullptr, transform, kind);
+  }
   virtual ka::Ref<TextInstance> addText(ka::Vec3<float> const& origin, ka::Vec3<float> const& baseline,
                                         ka::Vec3<float> const& up, ka::RefNoCount<Font const> font,
                                         ka::StringRange text, ka::Color4f const& colour,

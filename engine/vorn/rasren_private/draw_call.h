@@ -16,8 +16,12 @@ inline constexpr int kBatchBlock = 4096;
 // The resource category those textures are counted in.
 inline constexpr uint32_t kBatchTransformCategory = 8;
 
+class RasRenLightingEnvironment;
+
 struct RasRenDrawCall {
   ka::Ref<RasRenEffect> effect;
+  // Held by the instance; null for unlit drawing.
+  RasRenLightingEnvironment* environment = nullptr;
   ka::Mat4x4f const* worldMatrix = nullptr;
   ka::Ref<BoundParameterBlock> boundBlock;
   RasMeshVertexBuffer* vertexBuffer = nullptr;
@@ -45,6 +49,7 @@ struct RasRenDrawCallOrder {
   bool operator()(RasRenDrawCall const* a, RasRenDrawCall const* b) const {
     if (a->drawOrder != b->drawOrder) return a->drawOrder < b->drawOrder;
     if (a->distance != b->distance) return a->distance < b->distance;
+    if (a->environment != b->environment) return before(a->environment, b->environment);
     if (a->effect.get() != b->effect.get()) return before(a->effect.get(), b->effect.get());
     if (a->vertexBuffer != b->vertexBuffer) return before(a->vertexBuffer, b->vertexBuffer);
     if (a->indexBuffer != b->indexBuffer) return before(a->indexBuffer, b->indexBuffer);

@@ -61,6 +61,8 @@ class RasRenEffect : public ka::Counted {
   // keeps the current one, which a pass without its own technique relies on. May be null.
   RasRenTechnique* selectTechnique(std::string_view name);
 
+  // The last selected; may be null.
+  RasRenTechnique* currentTechnique() const { return current_; }
   bool hasTechnique(std::string_view name) const { return techniques_.find(name) != techniques_.end(); }
   std::string const& name() const { return name_; }
   bool virtualTextured() const { return virtualTextured_; }

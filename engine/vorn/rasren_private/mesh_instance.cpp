@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "lighting_environment.h"
 #include "lod_group.h"
 #include "scene.h"
 #include "vorn/rasren.h"
@@ -30,6 +31,7 @@ void RasRenMeshInstance::buildDrawCall(size_t group) {
   call.worldMatrix = &transform_;
   call.transformKind = kind_;
   call.drawOrder = drawOrder_;
+  call.environment = environment_.get();
   call.vertexBuffer = mesh_->getVertexBuffer().get();
   call.indexBuffer = mesh_->getIndexBuffer().get();
   call.startIndex = source.firstIndex;
@@ -48,6 +50,11 @@ void RasRenMeshInstance::buildDrawCall(size_t group) {
     skinned |= element.usage == ras::HalVertexLayout::USAGE_Bones;
   call.effect = ren->getRasRenEffect(material.shader(), skinned);
   call.boundBlock = material.getBoundParameterBlock(ren->rasterizer()->getBindingTable());
+}
+
+void RasRenMeshInstance::setLightingEnvironment(RasRenLightingEnvironment* environment) {
+  environment_ = environment;
+  for (RasRenDrawCall& call : drawCalls_) call.environment = environment;
 }
 
 void RasRenMeshInstance::setTransform(ka::Mat4x4f const& transform) {

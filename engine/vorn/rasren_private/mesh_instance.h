@@ -12,6 +12,7 @@
 namespace vorn {
 
 class RasRen;
+class RasRenLightingEnvironment;
 class RasRenLODGroup;
 class RasRenScene;
 
@@ -31,6 +32,8 @@ class RasRenMeshInstance : public ren::MeshInstance, public ka::DListItem {
   void setRequiresDistanceSort(bool sort, float bias) override;
   void remove() override;
 
+  // Lit effects draw unlit without one.
+  void setLightingEnvironment(RasRenLightingEnvironment* environment);
   // The scene is gone, or let the instance go: it does nothing from now on.
   void orphan();
   // The group is gone: the instance is in none.
@@ -57,6 +60,7 @@ class RasRenMeshInstance : public ren::MeshInstance, public ka::DListItem {
   ka::Mat4x4f transform_;
   ren::TransformKind kind_;
   int drawOrder_ = 0;
+  ka::Ref<RasRenLightingEnvironment> environment_;
   std::vector<Material> materials_;  // the mesh's, until set here
   std::vector<RasRenDrawCall> drawCalls_;
   std::vector<ka::Mat4x4f> transforms_;

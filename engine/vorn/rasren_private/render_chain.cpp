@@ -85,7 +85,7 @@ void RasRenRenderChain::setVisualization(int visualization) {
 }
 
 void RasRenRenderChain::bindGBufferForRead(RasRenEffect& effect, int slotMaterial, int slotDepth, int slotNormal) {
-  RasRenTechnique* technique = effect.selectTechnique({});
+  RasRenTechnique* technique = effect.currentTechnique();
   if (!gBuffer_ || !technique || !technique->program()) return;
   ras::HalTextureBlock* textures = technique->program()->textureBlock();
   textures->setTexture(slotMaterial, gBuffer_->getTexture(1));

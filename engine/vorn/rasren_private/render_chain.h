@@ -42,6 +42,8 @@ class RasRenRenderChain : public ren::RenderChain {
   void bindToResultTarget(ka::RefNoCount<ras::RenderTarget> target);
   // Makes the size-dependent targets again when the result's scaled size changed.
   void rebuildGBuffer();
+  // The viewport's rectangle in the G-buffer's pixels, rows from the top.
+  ka::Rect<int> scaledViewportRect() const;
   // The viewport is going: the chain no longer reads its rectangle.
   void detachViewport() { viewport_ = nullptr; }
   void setVisualization(int visualization);
@@ -86,9 +88,6 @@ class RasRenRenderChain : public ren::RenderChain {
     std::string technique;
   };
   enum Slot { SLOT_PosAndScale, SLOT_cameraPos, SLOT_Time, SLOT_PostSourceTexture, SLOT_Count };
-
-  // The viewport's rectangle in the G-buffer's pixels.
-  ka::Rect<int> scaledViewportRect() const;
 
   RasRen* renderer_;
   ras::Rasterizer* rasterizer_;

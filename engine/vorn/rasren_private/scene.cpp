@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "lighting_environment.h"
 #include "vorn/rasren.h"
 
 namespace vorn {
@@ -25,6 +26,7 @@ RasRenScene::RasRenScene(RasRen* renderer) : renderer_(renderer) {
 
 RasRenScene::~RasRenScene() {
   clear();
+  for (RasRenLightingEnvironment* environment : environments_) environment->orphan();
   for (auto const& group : lodGroups_) {
     group->releaseMembers();
     group->orphan();
@@ -50,9 +52,21 @@ void RasRenScene::clear() {
   lodGroups_.assign(1, defaultLODGroup_);
 }
 
-ka::Ref<ren::MeshInstance> RasRenScene::addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform,
-                                                ren::TransformKind kind) {
+ka::Ref<ren::LightingEnvironment> RasRenScene::createLightingEnvironment() {
+  auto* environment = new RasRenLightingEnvironment(this);
+  environments_.push_back(environment);
+  return ka::Ref<ren::LightingEnvironment>(environment);
+}
+
+void RasRenScene::removeLightingEnvironment(RasRenLightingEnvironment* environment) {
+  environments_.erase(std::remove(environments_.begin(), environments_.end(), environment), environments_.end());
+}
+
+ka::Ref<ren::MeshInstance> RasRenScene::addMesh(ka::RefNoCount<Mesh> mesh,
+                                                ka::RefNoCount<ren::LightingEnvironment> environment,
+                                                ka::Mat4x4f const& transform, ren::TransformKind kind) {
   ka::Ref<RasRenMeshInstance> instance(new RasRenMeshInstance(this, mesh.ref(), transform, kind));
+  instance->setLightingEnvironment(static_cast<RasRenLightingEnvironment*>(environment.get()));
   instance->addRef();  // the list's reference
   meshes_.pushBack(instance.get());
   ++meshCount_;

@@ -13,6 +13,7 @@
 namespace vorn {
 
 class RasRen;
+class RasRenLightingEnvironment;
 
 class RasRenScene : public ren::Scene, public ka::DListItem {
  public:
@@ -21,8 +22,10 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
 
   ren::Renderer* getRenderer() const override;
   void clear() override;
-  ka::Ref<ren::MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform,
-                                     ren::TransformKind kind) override;
+  ka::Ref<ren::LightingEnvironment> createLightingEnvironment() override;
+  using ren::Scene::addMesh;
+  ka::Ref<ren::MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::RefNoCount<ren::LightingEnvironment> environment,
+                                     ka::Mat4x4f const& transform, ren::TransformKind kind) override;
   ka::Ref<ren::TextInstance> addText(ka::Vec3<float> const& origin, ka::Vec3<float> const& baseline,
                                      ka::Vec3<float> const& up, ka::RefNoCount<Font const> font, ka::StringRange text,
                                      ka::Color4f const& colour, ka::Mat4x4f const& transform) override;
@@ -37,6 +40,8 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
   void removeUIQuad(RasRenUIQuadInstance* quad);
   void removeText(RasRenTextInstance* text);
   void removeLODGroup(RasRenLODGroup* group);
+  // The environment is going; the scene orphans those left when it goes first.
+  void removeLightingEnvironment(RasRenLightingEnvironment* environment);
   // The renderer is gone.
   void orphan() { renderer_ = nullptr; }
 
@@ -62,6 +67,7 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
   std::vector<ka::Ref<RasRenTextInstance>> texts_;
   std::vector<ka::Ref<RasRenLODGroup>> lodGroups_;
   ka::Ref<RasRenLODGroup> defaultLODGroup_;
+  std::vector<RasRenLightingEnvironment*> environments_;
   double time_ = 0;
 };
 

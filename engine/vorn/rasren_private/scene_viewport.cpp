@@ -4,6 +4,7 @@
 #include <cmath>
 #include <string>
 
+#include "lighting_engine.h"
 #include "quad_builder.h"
 #include "ka/strutil.h"
 #include "vorn/profiler.h"
@@ -129,15 +130,48 @@ void RasRenSceneViewport::render() {
   }
 
   renderMeshes(overlay_, centredViewProj, "");
-  // Until the lighting engine draws them into its buffers, lit meshes draw as they are, into the
-  // scene colour alone.
-  if (chain_) setDrawMask(1);
-  renderMeshes(lit_, viewProj_, "");
+  RasRenLightingEngine& lighting = renderer_->lightingEngine();
+  lighting.beginViewport(*this);
+  auto lightSolid = [&lighting](RasRenDrawCall const& call) { lighting.lightSolid(call); };
+  auto lightTransparent = [&lighting](RasRenDrawCall const& call) { lighting.lightTransparent(call); };
+  bool deferred = chain_ && chain_->gBuffer();
+  if (!lit_.empty() && deferred) {
+    lighting.beginSolid();
+    chain_->beginSolid();
+    renderMeshes(lit_, viewProj_, RasRenLightingEngine::getPrelightTechnique(visualization_), lightSolid);
+    chain_->endSolid();
+    lighting.endSolid();
+  } else if (!lit_.empty()) {
+    // Without a G-buffer there is nothing to light: lit meshes draw with their plain technique.
+    renderMeshes(lit_, viewProj_, "");
+  }
   renderMeshes(solidUnlit_, viewProj_, "");
-  renderMeshes(transparentHdr_, viewProj_, "");
+  renderMeshes(transparentHdr_, viewProj_, "", lightTransparent);
   if (chain_) chain_->applyHDR();
-  renderMeshes(transparentNoHdr_, viewProj_, "");
+  renderMeshes(transparentNoHdr_, viewProj_, "", lightTransparent);
+  lighting.endViewport();
   if (chain_) chain_->endFrame();
+}
+
+void RasRenSceneViewport::renderPostQuad(RasRenEffect& effect, float depth) {
+  RasRenTechnique* technique = effect.currentTechnique();
+  if (!technique || !technique->program()) return;
+  ras::Rasterizer* rasterizer = renderer_->rasterizer();
+  ka::Ref<Mesh> quad = renderer_->getQuadMesh();
+  rasterizer->setStreamSource(quad->getVertexBuffer());
+  ka::Ref<RasMeshIndexBuffer> indices = quad->getIndexBuffer();
+  rasterizer->setIndices(indices ? indices->buffer() : nullptr);
+  // The unit square stretched over clip space's -1 to 1.
+  ka::Mat4x4f placed = ka::mul(ka::Mat4x4f::scaleTranslation({2, 2, 1}, {-1, -1, depth}), getDefaultViewProj());
+  ras::HalParameterBlock* parameters = technique->program()->parameterBlock();
+  parameters->setMatrix(slots_[SLOT_WorldViewProjTransform], placed);
+  technique->begin();
+  if (indices) {
+    rasterizer->drawIndexedPrimitive(PRIM_Triangles, 0, 0, 4, 0, 2);
+  } else {
+    rasterizer->drawPrimitive(PRIM_Triangles, 0, 2);
+  }
+  technique->end();
 }
 
 void RasRenSceneViewport::setDrawMask(int mask) {
@@ -210,7 +244,7 @@ void RasRenSceneViewport::genQuadDrawCalls(std::vector<RasRenDrawCall*>& out) {
 }
 
 void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls, ka::Mat4x4f const& viewProj,
-                                       std::string_view techniqueName) {
+                                       std::string_view techniqueName, DrawCallback const& beforeDraw) {
   if (calls.empty()) return;
   ras::Rasterizer* rasterizer = renderer_->rasterizer();
   Profiler& profiler = renderer_->profiler();
@@ -279,6 +313,7 @@ void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls
       }
     };
 
+    if (beforeDraw) beforeDraw(*call);
     technique->begin();
     if (batched && unroll) {
       profiler.noteEvent("unrolled batches", 1);

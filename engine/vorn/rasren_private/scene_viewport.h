@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <string_view>
 #include <vector>
 
@@ -44,9 +45,20 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   void getCulledMeshes(std::vector<RasRenDrawCall*>& out);
   // Appends the frame's UI quads as draw calls, which live until the next frame.
   void genQuadDrawCalls(std::vector<RasRenDrawCall*>& out);
+  // Called before each call's draw, once its technique is current.
+  using DrawCallback = std::function<void(RasRenDrawCall const&)>;
   // Draws `calls` in order with the effects' technique of that name ("Default" when empty).
   void renderMeshes(std::vector<RasRenDrawCall*> const& calls, ka::Mat4x4f const& viewProj,
-                    std::string_view techniqueName);
+                    std::string_view techniqueName, DrawCallback const& beforeDraw = {});
+  // The unit quad over the whole rectangle at `depth` (clip space), with the effect's current
+  // technique.
+  void renderPostQuad(RasRenEffect& effect, float depth);
+
+  RasRen* renderer() const { return renderer_; }
+  ka::Mat4x4f const& viewMatrix() const { return view_; }
+  ka::Mat4x4f const& projectionMatrix() const { return projection_; }
+  // This frame's, with the half-pixel shift where the rasterizer wants one.
+  ka::Mat4x4f const& viewProjection() const { return viewProj_; }
 
  private:
   enum Slot {
@@ -87,6 +99,7 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   ka::Vec3<float> viewDirection_{0, 0, -1};
   float near_ = 0, far_ = 0;
   bool orthographic_ = false;
+  int visualization_ = 0;
   int slots_[SLOT_Count];
   // Kept between frames so that filling them allocates nothing once they have grown.
   ka::Ref<RasRenRenderChain> chain_;

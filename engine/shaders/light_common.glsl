@@ -1,0 +1,54 @@
+// What every light reads of the G-buffer, and the shading of docs/shading.md. Included after
+// gbuffer.glsl (includes do not nest).
+uniform sampler2D u_GBufferMaterial;
+uniform sampler2D u_GBufferDepth;
+uniform sampler2D u_GBufferNormal;
+uniform vec4 u_light_view_rect;  // the viewport in G-buffer pixels: x, y, 1 / width, 1 / height
+uniform mat4 u_light_inverse_projection;
+uniform vec4 u_light_diffuse;
+uniform vec4 u_light_specular_color;
+uniform vec4 u_SpecularPower;
+out vec4 o_Color;
+
+struct Surface {
+  vec3 position;  // view space
+  vec3 normal;
+  vec3 albedo;
+  float specular;
+};
+
+// The view-space point of this pixel: on the ray through it, where its stored depth says.
+Surface readSurface() {
+  ivec2 texel = ivec2(gl_FragCoord.xy);
+  Surface s;
+  float d = decodeDepth(texelFetch(u_GBufferDepth, texel, 0).r);
+  vec2 ndc = (gl_FragCoord.xy - u_light_view_rect.xy) * u_light_view_rect.zw * 2.0 - 1.0;
+  vec4 nearPoint = u_light_inverse_projection * vec4(ndc, -1.0, 1.0);
+  vec4 farPoint = u_light_inverse_projection * vec4(ndc, 1.0, 1.0);
+  nearPoint /= nearPoint.w;
+  farPoint /= farPoint.w;
+  s.position = mix(nearPoint.xyz, farPoint.xyz, (d + nearPoint.z) / (nearPoint.z - farPoint.z));
+  s.normal = decodeNormal(texelFetch(u_GBufferNormal, texel, 0));
+  vec4 material = texelFetch(u_GBufferMaterial, texel, 0);
+  s.albedo = material.rgb;
+  s.specular = material.a;
+  return s;
+}
+
+// Lambert and Blinn-Phong for the unit vector towards the light.
+vec3 shade(Surface s, vec3 toLight, bool withSpecular) {
+  float lambert = dot(s.normal, toLight);
+  if (lambert <= 0.0) return vec3(0.0);
+  vec3 colour = s.albedo * u_light_diffuse.rgb * lambert;
+  if (withSpecular) {
+    vec3 h = normalize(toLight + normalize(-s.position));
+    float power = u_SpecularPower.x > 0.0 ? u_SpecularPower.x : 32.0;
+    colour += s.specular * u_light_specular_color.rgb * pow(max(dot(s.normal, h), 0.0), power);
+  }
+  return colour;
+}
+
+float pointAttenuation(float distance, float radius) {
+  float x = clamp(1.0 - (distance / radius) * (distance / radius), 0.0, 1.0);
+  return x * x;
+}

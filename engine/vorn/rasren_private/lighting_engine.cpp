@@ -1,0 +1,164 @@
+#include "lighting_engine.h"
+
+#include <algorithm>
+
+#include "effect.h"
+#include "lighting_environment.h"
+#include "render_chain.h"
+#include "scene_viewport.h"
+#include "vorn/rasren.h"
+#include "vorn/shapes.h"
+
+namespace vorn {
+namespace {
+
+char const* const kSlotNames[] = {
+    "light_shadow_region", "light_shadow",      "light_shadowmap_reduce", "GBufferMaterial",
+    "GBufferDepth",        "GBufferNormal",     "GBufferDepth_range",     "g_LightAmbientDir",
+    "g_LightAmbientCenter", "g_LightAmbientLookup", "light_diffuse",      "light_specular_color",
+    "light_gobo",          "light_dir",         "light_transform",        "light_center_radius",
+    "light_sweep_axis",    "light_fog_color",   "light_fog_density",      "light_fog_center_radius"};
+
+ka::Ref<Texture> onePixel(RasRen* renderer, uint32_t texel) {
+  ka::Ref<Texture> texture =
+      renderer->rasterizer()->getTextureFactory()->createTexture(TF_A8R8G8B8, 1, 1, 1, TextureFilter(0), false, 0);
+  texture->setBits(0, &texel, 0, CUBE_PositiveX);
+  return texture;
+}
+
+}  // namespace
+
+RasRenLightingEngine::RasRenLightingEngine(RasRen* renderer) : renderer_(renderer) {
+  MaterialBindingTable* table = renderer->rasterizer()->getBindingTable();
+  for (int s = 0; s < SLOT_Count; ++s) slots_[s] = int(table->getSlot(kSlotNames[s]));
+  viewRectSlot_ = int(table->getSlot("light_view_rect"));
+  inverseProjectionSlot_ = int(table->getSlot("light_inverse_projection"));
+  Material light(renderer->materialLibrary(), "light");
+  sphere_ = makeIcosahedron(renderer, light, kVolumeRadius, 1);
+  box_ = makeOpenGLFrustumBox(renderer, light);
+}
+
+RasRenLightingEngine::~RasRenLightingEngine() = default;
+
+std::string_view RasRenLightingEngine::getPrelightTechnique(int visualization) {
+  switch (visualization) {
+    case 1:
+      return "PrelightWireframe";
+    case 2:
+      return "PrelightVizMip";
+    case 3:
+      return "PrelightVizPage";
+    default:
+      return "Prelight";
+  }
+}
+
+ka::Ref<Texture> RasRenLightingEngine::createAmbientLookup(ka::Color4f const* four) {
+  ka::Ref<Texture> texture =
+      renderer_->rasterizer()->getTextureFactory()->createTexture(TF_RGBA32F, 2, 2, 1, TF_AllLinear, false, 0);
+  texture->setBits(0, four, 32, CUBE_PositiveX);
+  return texture;
+}
+
+Texture const* RasRenLightingEngine::defaultAmbientLookup() {
+  if (!defaultAmbientLookup_) {
+    ka::Color4f const black[4] = {{0, 0, 0, 1}, {0, 0, 0, 1}, {0, 0, 0, 1}, {0, 0, 0, 1}};
+    defaultAmbientLookup_ = createAmbientLookup(black);
+  }
+  return defaultAmbientLookup_.get();
+}
+
+Texture const* RasRenLightingEngine::defaultGobo() {
+  if (!defaultGobo_) defaultGobo_ = onePixel(renderer_, 0xffffffffu);
+  return defaultGobo_.get();
+}
+
+ka::Ref<RasRenEffect> RasRenLightingEngine::lightEffect() { return renderer_->getRasRenEffect("light", false); }
+
+void RasRenLightingEngine::beginViewport(RasRenSceneViewport& viewport) { viewport_ = &viewport; }
+
+void RasRenLightingEngine::noteEnvironment(RasRenDrawCall const& call) {
+  RasRenLightingEnvironment* environment = call.environment;
+  if (!environment || !viewport_) return;
+  if (seen_.insert(environment).second) {
+    environments_.emplace_back(environment);
+    environment->beginViewport(*viewport_);
+  }
+}
+
+void RasRenLightingEngine::setDepthRange(RasRenEffect& effect) {
+  RasRenTechnique* technique = effect.currentTechnique();
+  if (!technique || !technique->program() || !viewport_) return;
+  float near = viewport_->nearDistance(), far = viewport_->farDistance(), range = far - near;
+  technique->program()->parameterBlock()->setVector(slots_[SLOT_GBufferDepth_range],
+                                                    {near, range, 1.0f / range, near / range});
+}
+
+void RasRenLightingEngine::lightSolid(RasRenDrawCall const& call) {
+  if (!call.environment) return;
+  noteEnvironment(call);
+  if (call.effect.get() == lastEffect_ && call.environment == lastEnvironment_) return;
+  lastEffect_ = call.effect.get();
+  lastEnvironment_ = call.environment;
+  call.environment->applyAmbient(*call.effect, true);
+  setDepthRange(*call.effect);
+}
+
+void RasRenLightingEngine::lightTransparent(RasRenDrawCall const& call) {
+  if (!call.environment) return;
+  noteEnvironment(call);
+  if (call.effect.get() == lastEffect_ && call.environment == lastEnvironment_) return;
+  lastEffect_ = call.effect.get();
+  lastEnvironment_ = call.environment;
+  call.environment->applyTransparent(*call.effect);
+  setDepthRange(*call.effect);
+}
+
+void RasRenLightingEngine::endSolid() {
+  if (viewport_)
+    for (auto const& environment : environments_) environment->applyLighting(*viewport_);
+  lastEnvironment_ = nullptr;
+  lastEffect_ = nullptr;
+}
+
+void RasRenLightingEngine::endViewport() {
+  seen_.clear();
+  environments_.clear();
+  lastEnvironment_ = nullptr;
+  lastEffect_ = nullptr;
+  viewport_ = nullptr;
+}
+
+void RasRenLightingEngine::bindGBufferForRead(RasRenEffect& effect) {
+  RasRenRenderChain* chain = viewport_ ? viewport_->renderChain() : nullptr;
+  if (!chain) return;
+  chain->bindGBufferForRead(effect, slots_[SLOT_GBufferMaterial], slots_[SLOT_GBufferDepth], slots_[SLOT_GBufferNormal]);
+  setDepthRange(effect);
+  RasRenTechnique* technique = effect.currentTechnique();
+  if (!technique || !technique->program()) return;
+  ras::HalParameterBlock* parameters = technique->program()->parameterBlock();
+  ka::Rect<int> rect = chain->scaledViewportRect();
+  // Fragment coordinates count rows from the bottom.
+  parameters->setVector(viewRectSlot_, {float(rect.left), float(chain->height() - rect.bottom),
+                                        1.0f / float(std::max(rect.width(), 1)),
+                                        1.0f / float(std::max(rect.height(), 1))});
+  parameters->setMatrix(inverseProjectionSlot_, viewport_->projectionMatrix().inverse());
+}
+
+void RasRenLightingEngine::drawVolume(RasRenSceneViewport& viewport, std::string_view technique,
+                                      ka::Mat4x4f const& world, int shape) {
+  Mesh* mesh = shape == LS_Box || shape == LS_ProjectiveBox ? box_.get() : sphere_.get();
+  MaterialGroup const& group = mesh->getMaterialGroups().front();
+  RasRenDrawCall call;
+  call.effect = lightEffect();
+  call.worldMatrix = &world;
+  call.vertexBuffer = mesh->getVertexBuffer().get();
+  call.indexBuffer = mesh->getIndexBuffer().get();
+  call.startIndex = group.firstIndex;
+  call.primitiveCount = group.primitiveCount;
+  call.primitiveType = group.primitiveType;
+  std::vector<RasRenDrawCall*> calls{&call};
+  viewport.renderMeshes(calls, viewport.viewProjection(), technique);
+}
+
+}  // namespace vorn

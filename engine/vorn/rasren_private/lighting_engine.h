@@ -1,0 +1,97 @@
+// The renderer-wide part of deferred lighting: the light volumes, the textures that stand in for
+// absent ones, and the round of one viewport: lit meshes write the G-buffer, then each lighting
+// environment they named draws its lights into the scene colour.
+#pragma once
+
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "draw_call.h"
+#include "ka/counted.h"
+#include "vorn/material.h"
+
+namespace vorn {
+
+class RasRen;
+class RasRenEffect;
+class RasRenLightingEnvironment;
+class RasRenSceneViewport;
+
+class RasRenLightingEngine {
+ public:
+  enum Slot {
+    SLOT_light_shadow_region,
+    SLOT_light_shadow,
+    SLOT_light_shadowmap_reduce,
+    SLOT_GBufferMaterial,
+    SLOT_GBufferDepth,
+    SLOT_GBufferNormal,
+    SLOT_GBufferDepth_range,
+    SLOT_g_LightAmbientDir,
+    SLOT_g_LightAmbientCenter,
+    SLOT_g_LightAmbientLookup,
+    SLOT_light_diffuse,
+    SLOT_light_specular_color,
+    SLOT_light_gobo,
+    SLOT_light_dir,
+    SLOT_light_transform,
+    SLOT_light_center_radius,
+    SLOT_light_sweep_axis,
+    SLOT_light_fog_color,
+    SLOT_light_fog_density,
+    SLOT_light_fog_center_radius,
+    SLOT_Count
+  };
+  // Contains the unit sphere with the icosahedron subdivided once.
+  static constexpr float kVolumeRadius = 1.0704663f;
+
+  explicit RasRenLightingEngine(RasRen* renderer);
+  ~RasRenLightingEngine();
+
+  // The G-buffer technique by the viewport's debug view: 1 wireframe, 2 mip, 3 page, else "Prelight".
+  static std::string_view getPrelightTechnique(int visualization);
+
+  void beginViewport(RasRenSceneViewport& viewport);
+  void beginSolid() {}
+  // Before each lit draw: its environment joins the viewport's, and its effect gets the ambient
+  // light and the G-buffer's depth range.
+  void lightSolid(RasRenDrawCall const& call);
+  // Before each transparent draw: the ambient and primary lights, forward.
+  void lightTransparent(RasRenDrawCall const& call);
+  // Every environment seen draws its lights.
+  void endSolid();
+  void endViewport();
+
+  // Two by two texels of sky, horizon, ground and an unused fourth colour, linear floats.
+  ka::Ref<Texture> createAmbientLookup(ka::Color4f const* four);
+  Texture const* defaultAmbientLookup();
+  Texture const* defaultGobo();
+  ka::Ref<RasRenEffect> lightEffect();
+  // The chain's G-buffer on the effect's current technique, with its depth range.
+  void bindGBufferForRead(RasRenEffect& effect);
+  // The volume of a shape (icosahedron, cube) moved by `world`, drawn with a "light" technique.
+  void drawVolume(RasRenSceneViewport& viewport, std::string_view technique, ka::Mat4x4f const& world, int shape);
+
+  int slot(Slot s) const { return slots_[s]; }
+  RasRenSceneViewport* viewport() const { return viewport_; }
+  size_t environmentsSeen() const { return environments_.size(); }
+
+ private:
+  void noteEnvironment(RasRenDrawCall const& call);
+  void setDepthRange(RasRenEffect& effect);
+
+  RasRen* renderer_;
+  std::unordered_set<RasRenLightingEnvironment*> seen_;
+  std::vector<ka::Ref<RasRenLightingEnvironment>> environments_;
+  RasRenLightingEnvironment* lastEnvironment_ = nullptr;
+  RasRenEffect* lastEffect_ = nullptr;
+  RasRenSceneViewport* viewport_ = nullptr;
+  ka::Ref<Mesh> sphere_, box_;
+  ka::Ref<Texture> defaultAmbientLookup_, defaultGobo_;
+  int slots_[SLOT_Count];
+  // The light effect's own: where the viewport lies in the G-buffer, and how to unproject.
+  int viewRectSlot_, inverseProjectionSlot_;
+};
+
+}  // namespace vorn

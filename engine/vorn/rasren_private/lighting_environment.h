@@ -1,0 +1,167 @@
+// A scene's lights, fogs and ambient light, which the meshes that name it receive. The lighting
+// engine draws each light as a volume that reads the G-buffer and adds into the scene colour.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "ka/color.h"
+#include "ka/vecmath.h"
+#include "vorn/renderer.h"
+
+namespace vorn {
+
+class RasRenEffect;
+class RasRenLightInstance;
+class RasRenFogInstance;
+class RasRenScene;
+class RasRenSceneViewport;
+
+enum LightShape : int {
+  LS_None = 0,
+  LS_Directional = 1,
+  LS_Point = 2,
+  LS_Box = 3,
+  LS_ProjectiveBox = 4,
+  LS_Capsule = 5,
+};
+
+// A light's settings; the environment holds its instance until it is removed.
+struct LightState {
+  ka::Ref<RasRenLightInstance> instance;
+  int shape = LS_None;
+  ka::Color4f diffuse{1, 1, 1, 1};
+  ka::Color4f specular{0, 0, 0, 1};
+  ka::Vec3<float> direction{0, 0, -1};
+  ka::Vec3<float> position{0, 0, 0};
+  float radius = 1;
+  ka::Vec3<float> sweepAxis{0, 0, 0};
+  ka::Mat4x4f transform = ka::Mat4x4f::identity();
+  ka::Ref<Texture const> gobo;
+  bool enabled = true;
+  bool debug = false;
+};
+
+struct FogState {
+  ka::Ref<RasRenFogInstance> instance;
+  ka::Color4f colour{1, 1, 1, 1};
+  float density = 0;
+  ka::Vec3<float> position{0, 0, 0};
+  float radius = 0;
+  bool enabled = true;
+};
+
+class RasRenLightingEnvironment : public ren::LightingEnvironment {
+ public:
+  explicit RasRenLightingEnvironment(RasRenScene* scene);
+  ~RasRenLightingEnvironment() override;
+
+  ka::Ref<Texture> createAmbientLookup(ka::Color4f const* four) override;
+  void setAmbient(ka::Vec3<float> const& direction, ka::Vec3<float> const& centre,
+                  ka::RefNoCount<Texture const> lookup) override;
+  void clear() override;
+  ka::Ref<ren::LightInstance> addLight() override;
+  ka::Ref<ren::FogInstance> addFog() override;
+  void setPrimaryLight(ka::RefNoCount<ren::LightInstance> light) override;
+  void setPrimaryFog(ka::RefNoCount<ren::FogInstance> fog) override;
+
+  // The light technique of the effect "light" for a light as it stands.
+  static std::string getTechnique(LightState const& light);
+
+  LightState& light(size_t index) { return lights_[index]; }
+  FogState& fog(size_t index) { return fogs_[index]; }
+  std::vector<LightState> const& lights() const { return lights_; }
+  std::vector<FogState> const& fogs() const { return fogs_; }
+  void removeLight(size_t index);
+  void removeFog(size_t index);
+
+  // The frame's steps, as the lighting engine runs them.
+  void beginViewport(RasRenSceneViewport& viewport);
+  // Every light and then every fog, drawn into the scene colour.
+  void applyLighting(RasRenSceneViewport& viewport);
+  // "g_LightAmbientDir", "g_LightAmbientCenter" and "g_LightAmbientLookup" on the effect's
+  // current technique, in view or world space.
+  void applyAmbient(RasRenEffect& effect, bool useViewSpace);
+  // For effects that cannot read the G-buffer: the ambient light and the primary light.
+  void applyTransparent(RasRenEffect& effect);
+
+  // The scene is gone.
+  void orphan() { scene_ = nullptr; }
+
+ private:
+  // Where the light's volume mesh goes: the icosahedron or the cube moved over what it lights.
+  static ka::Mat4x4f volumeTransform(LightState const& light);
+  void applyLight(RasRenEffect& effect, LightState const& light, RasRenSceneViewport& viewport);
+  void applyFog(RasRenEffect& effect, FogState const& fog, RasRenSceneViewport& viewport);
+
+  RasRenScene* scene_;
+  ka::Vec3<float> ambientDirection_{0, 0, 1}, ambientCentre_{0, 0, 0};
+  ka::Vec3<float> viewAmbientDirection_{0, 0, 1}, viewAmbientCentre_{0, 0, 0};
+  ka::Ref<Texture const> ambientLookup_;
+  std::vector<LightState> lights_;
+  std::vector<FogState> fogs_;
+  RasRenLightInstance* primaryLight_ = nullptr;
+  RasRenFogInstance* primaryFog_ = nullptr;
+};
+
+// Holds its index in its environment and forwards each setter there.
+class RasRenLightInstance : public ren::LightInstance {
+ public:
+  RasRenLightInstance(RasRenLightingEnvironment* environment, size_t index)
+      : environment_(environment), index_(index) {}
+
+  void remove() override;
+  void setEnabled(bool enabled) override;
+  void setDiffuseColor(ka::Color4f const& colour) override;
+  void setSpecularColor(ka::Color4f const& colour) override;
+  void setDirection(ka::Vec3<float> const& direction) override;
+  void setPosition(ka::Vec3<float> const& position) override;
+  void setTransform(ka::Mat4x4f const& transform) override;
+  void setSweepAxis(ka::Vec3<float> const& axis) override;
+  void setRadius(float radius) override;
+  void setGobo(ka::RefNoCount<Texture const> gobo) override;
+  void setDebug(bool debug) override;
+
+  void setIndex(size_t index) { index_ = index; }
+  size_t index() const { return index_; }
+  // The environment let it go: setters do nothing.
+  void orphan() { environment_ = nullptr; }
+  RasRenLightingEnvironment* environment() const { return environment_; }
+
+ private:
+  template <class Change>
+  void change(Change const& apply) {
+    if (environment_) apply(environment_->light(index_));
+  }
+
+  RasRenLightingEnvironment* environment_;
+  size_t index_;
+};
+
+class RasRenFogInstance : public ren::FogInstance {
+ public:
+  RasRenFogInstance(RasRenLightingEnvironment* environment, size_t index) : environment_(environment), index_(index) {}
+
+  void remove() override;
+  void setEnabled(bool enabled) override;
+  void setDensity(float density) override;
+  void setColor(ka::Color4f const& colour) override;
+  void setPosition(ka::Vec3<float> const& position) override;
+  void setRadius(float radius) override;
+
+  void setIndex(size_t index) { index_ = index; }
+  size_t index() const { return index_; }
+  void orphan() { environment_ = nullptr; }
+  RasRenLightingEnvironment* environment() const { return environment_; }
+
+ private:
+  template <class Change>
+  void change(Change const& apply) {
+    if (environment_) apply(environment_->fog(index_));
+  }
+
+  RasRenLightingEnvironment* environment_;
+  size_t index_;
+};
+
+}  // namespace vorn

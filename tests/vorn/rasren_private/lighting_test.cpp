@@ -1,0 +1,224 @@
+#include "vorn/rasren_private/lighting_environment.h"
+
+#include <cmath>
+
+#include "ka/logsink.h"
+#include "support/log_lines.h"
+#include "support/renderer_fixture.h"
+#include "vorn/rasren_private/effect.h"
+#include "vorn/rasren_private/lighting_engine.h"
+#include "vorn/rasren_private/scene_viewport.h"
+
+namespace {
+
+using namespace vorn;
+using Bytes = std::vector<unsigned char>;
+
+// Expected pixels come from docs/shading.md, in double precision, not from the shaders.
+struct Vec {
+  double x, y, z;
+  Vec operator-(Vec const& o) const { return {x - o.x, y - o.y, z - o.z}; }
+  Vec operator+(Vec const& o) const { return {x + o.x, y + o.y, z + o.z}; }
+  Vec operator*(double s) const { return {x * s, y * s, z * s}; }
+  double dot(Vec const& o) const { return x * o.x + y * o.y + z * o.z; }
+  double length() const { return std::sqrt(dot(*this)); }
+  Vec normalized() const { return *this * (1 / length()); }
+};
+
+int srgbByte(double linear) {
+  linear = std::clamp(linear, 0.0, 1.0);
+  double encoded = linear <= 0.0031308 ? linear * 12.92 : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
+  return int(std::lround(encoded * 255));
+}
+
+// Lambert plus Blinn-Phong (exponent 32) for one channel.
+double shade(Vec const& position, Vec const& normal, Vec const& toLight, double albedo, double ks, double diffuse,
+             double specular, double attenuation) {
+  double lambert = normal.dot(toLight);
+  if (lambert <= 0) return 0;
+  Vec half = (toLight + (position * -1).normalized()).normalized();
+  return (albedo * diffuse * lambert + ks * specular * std::pow(std::max(0.0, normal.dot(half)), 32)) * attenuation;
+}
+
+TEST(LightingTechniques, TheShapeAndSettingsChooseTheTechnique) {
+  LightState light;
+  light.shape = LS_Directional;
+  EXPECT_EQ(RasRenLightingEnvironment::getTechnique(light), "Directional");
+  light.shape = LS_Point;
+  EXPECT_EQ(RasRenLightingEnvironment::getTechnique(light), "Point_Fast") << "black specular";
+  light.specular = {1, 1, 1, 1};
+  EXPECT_EQ(RasRenLightingEnvironment::getTechnique(light), "Point");
+  light.debug = true;
+  EXPECT_EQ(RasRenLightingEnvironment::getTechnique(light), "Point_Debug");
+  light.debug = false;
+  light.shape = LS_ProjectiveBox;
+  EXPECT_EQ(RasRenLightingEnvironment::getTechnique(light), "Box_NoShadow");
+  light.specular = {0, 0, 0, 1};
+  EXPECT_EQ(RasRenLightingEnvironment::getTechnique(light), "Box_NoShadow") << "no gobo";
+  light.shape = LS_Capsule;
+  EXPECT_EQ(RasRenLightingEnvironment::getTechnique(light), "Capsule");
+  light.shape = 9;
+  EXPECT_EQ(RasRenLightingEnvironment::getTechnique(light), "Light shape not supported yet");
+  EXPECT_EQ(RasRenLightingEngine::getPrelightTechnique(0), "Prelight");
+  EXPECT_EQ(RasRenLightingEngine::getPrelightTechnique(1), "PrelightWireframe");
+}
+
+class LightingTest : public RendererFixture {
+ protected:
+  static constexpr double kFloorZ = -5;
+
+  LightingTest() : RendererFixture(128, 128) {
+    for (char const* effects : {"/shaders/post.json", "/shaders/scene.json", "/shaders/content.json"})
+      ren->loadEffects(effects);
+    viewport->setProjectionMatrix(ka::Mat4x4f::orthographicOpenGL(0, 128, 0, 128, 1, 100));
+    chain = ren->createRenderChain(viewport, 1.0f, false, nullptr);
+    ren->addViewport(viewport);
+  }
+
+  // A floor facing the camera over the whole view, in one lit material.
+  void addFloor(double albedo, double ks) {
+    Material material(library.get(), "lit_solid");
+    material.setVec("Color", {float(albedo), float(albedo), float(albedo), 1});
+    material.setVec("Specular", {float(ks), 0, 0, 0});
+    MeshBuilder<VertexP3N3> builder(ren.get());
+    builder.setMaterial(material);
+    float z = float(kFloorZ);
+    VertexP3N3 a{{0, 0, z}, {0, 0, 1}}, b{{128, 0, z}, {0, 0, 1}}, c{{128, 128, z}, {0, 0, 1}}, d{{0, 128, z}, {0, 0, 1}};
+    builder.addTri(a, b, c);
+    builder.addTri(c, d, a);
+    builder.flush();
+    scene->addMesh(builder.meshes().front(), environment, ka::Mat4x4f::identity(), ren::TK_World);
+  }
+  // The centre of pixel (x, y) on the floor, in view space (the view is the identity).
+  static Vec floorPoint(int x, int y) { return {x + 0.5, y + 0.5, kFloorZ}; }
+  void expectGrey(Bytes const& pixels, int x, int y, double linear) {
+    Bytes p = at(pixels, x, y);
+    for (int channel = 0; channel < 3; ++channel)
+      EXPECT_NEAR(p[size_t(channel)], srgbByte(linear), 2) << "pixel " << x << "," << y << " linear " << linear;
+  }
+
+  ka::LogSinkMemory log{0};  // before the effects load: a shader that does not build says why here
+  ka::Ref<ren::Scene> scene = ren->createScene();
+  ka::Ref<ren::SceneViewport> viewport = pixelViewport(scene);
+  ka::Ref<ren::RenderChain> chain;
+  ka::Ref<ren::LightingEnvironment> environment = scene->createLightingEnvironment();
+};
+
+TEST_F(LightingTest, EveryLightAndSurfacePassBuilds) {
+  struct Effect {
+    char const* name;
+    std::vector<char const*> techniques;
+  } const effects[] = {{"light",
+                        {"Default", "Directional", "Point", "Point_Fast", "Point_Debug", "Box", "Box_NoShadow",
+                         "Box_Gobo_Fast", "Box_Gobo_Shadow_Fast", "Box_Debug", "Capsule", "Capsule_Debug", "Fog"}},
+                       {"lit_solid", {"Default", "Prelight"}}};
+  for (Effect const& e : effects) {
+    ka::Ref<RasRenEffect> effect = ren->getRasRenEffect(e.name, false);
+    ASSERT_TRUE(effect) << e.name;
+    for (char const* name : e.techniques) {
+      ASSERT_TRUE(effect->hasTechnique(name)) << e.name << " " << name << "\n" << logText(log);
+      EXPECT_NE(effect->selectTechnique(name)->program(), nullptr) << name;
+    }
+  }
+}
+
+TEST_F(LightingTest, ADirectionalLightStraightDownAndAtSixtyDegrees) {
+  addFloor(0.5, 0);
+  ka::Ref<ren::LightInstance> sun = environment->addLight();
+  sun->setDirection({0, 0, -1});
+  sun->setDiffuseColor({1, 1, 1, 1});
+  presentOneFrame();
+  expectGrey(frame(), 64, 64, 0.5);
+
+  double angle = 60 * M_PI / 180;
+  sun->setDirection({float(std::sin(angle)), 0, float(-std::cos(angle))});
+  sun->setDiffuseColor({0.8f, 0.8f, 0.8f, 1});
+  presentOneFrame();
+  Bytes pixels = frame();
+  expectGrey(pixels, 10, 10, 0.5 * 0.8 * std::cos(angle));
+  expectGrey(pixels, 120, 100, 0.5 * 0.8 * std::cos(angle));
+
+  sun->setEnabled(false);
+  presentOneFrame();
+  expectGrey(frame(), 64, 64, 0);  // no ambient light was set
+}
+
+TEST_F(LightingTest, APointLightFallsOffToNothingAtItsRadius) {
+  addFloor(0.5, 0.6);
+  Vec const centre{64, 64, kFloorZ + 6};
+  double const radius = 40;
+  ka::Ref<ren::LightInstance> bulb = environment->addLight();
+  bulb->setPosition({float(centre.x), float(centre.y), float(centre.z)});
+  bulb->setRadius(float(radius));
+  bulb->setDiffuseColor({1, 1, 1, 1});
+  bulb->setSpecularColor({0.5f, 0.5f, 0.5f, 1});
+  presentOneFrame();
+  Bytes pixels = frame();
+  for (auto [x, y] : {std::pair{64, 64}, {70, 60}, {80, 80}, {40, 90}, {100, 64}, {5, 5}}) {
+    Vec p = floorPoint(x, y);
+    double d = (centre - p).length();
+    double falloff = std::clamp(1 - (d / radius) * (d / radius), 0.0, 1.0);
+    expectGrey(pixels, x, y, shade(p, {0, 0, 1}, (centre - p).normalized(), 0.5, 0.6, 1, 0.5, falloff * falloff));
+  }
+}
+
+TEST_F(LightingTest, ABoxLightThrowsItsGoboOntoWhatLiesInside) {
+  addFloor(0.5, 0);
+  // 2 by 2 checker: white where u and v are both below or both above a half.
+  ka::Ref<Texture> checker = ren->createTexture(TF_A8R8G8B8, 2, 2, 1, TextureFilter(0), false, 0);
+  uint32_t const texels[] = {0xffffffffu, 0xff000000u, 0xff000000u, 0xffffffffu};
+  checker->setBits(0, texels, 0, CUBE_PositiveX);
+  ka::Ref<ren::LightInstance> box = environment->addLight();
+  box->setDirection({0, 0, -1});
+  // World to the light's cube: x and y from 32 to 96, z from -10 to 0.
+  box->setTransform(ka::mul(ka::Mat4x4f::translation({-64, -64, 5}),
+                            ka::Mat4x4f::scaleTranslation({1 / 32.0f, 1 / 32.0f, 1 / 5.0f}, {0, 0, 0})));
+  box->setGobo(checker);
+  presentOneFrame();
+  Bytes pixels = frame();
+  expectGrey(pixels, 40, 40, 0.5);
+  expectGrey(pixels, 88, 88, 0.5);
+  expectGrey(pixels, 88, 40, 0);
+  expectGrey(pixels, 40, 88, 0);
+  expectGrey(pixels, 10, 64, 0);  // outside the box
+  expectGrey(pixels, 64, 120, 0);
+}
+
+TEST_F(LightingTest, AmbientLightBlendsGroundHorizonAndSkyByTheNormal) {
+  addFloor(0.5, 0);
+  ka::Color4f const colours[4] = {{0.8f, 0.8f, 0.8f, 1}, {0.4f, 0.4f, 0.4f, 1}, {0, 0, 0, 1}, {0, 0, 0, 1}};
+  ka::Ref<Texture> lookup = environment->createAmbientLookup(colours);
+  // The floor faces +z; with the sky 60 degrees away, t = cos(60) / 2 + 1 / 2 = 0.75.
+  double angle = 60 * M_PI / 180;
+  environment->setAmbient({float(std::sin(angle)), 0, float(std::cos(angle))}, {0, 0, 0}, lookup);
+  presentOneFrame();
+  double t = std::cos(angle) * 0.5 + 0.5;
+  double ambient = 0.4 + (0.8 - 0.4) * (t * 2 - 1);
+  expectGrey(frame(), 64, 64, 0.5 * ambient);
+}
+
+TEST_F(LightingTest, LightsComeAndGoAndTheirInstancesFollow) {
+  addFloor(0.5, 0);
+  ka::Ref<ren::LightInstance> first = environment->addLight(), second = environment->addLight();
+  first->setDirection({0, 0, -1});
+  first->setDiffuseColor({0.5f, 0.5f, 0.5f, 1});
+  second->setDirection({0, 0, -1});
+  second->setDiffuseColor({0.25f, 0.25f, 0.25f, 1});
+  presentOneFrame();
+  expectGrey(frame(), 64, 64, 0.5 * 0.75);
+
+  first->remove();
+  second->setDiffuseColor({1, 1, 1, 1});  // now at index 0: the setter must still reach it
+  first->setDiffuseColor({0, 0, 0, 1});   // removed: changes nothing
+  presentOneFrame();
+  expectGrey(frame(), 64, 64, 0.5);
+  EXPECT_EQ(static_cast<RasRenLightingEnvironment&>(*environment).lights().size(), 1u);
+
+  environment->clear();
+  second->setEnabled(true);
+  presentOneFrame();
+  expectGrey(frame(), 64, 64, 0);
+  EXPECT_EQ(ren->lightingEngine().environmentsSeen(), 0u) << "forgotten at the end of the viewport";
+}
+
+}  // namespace
