@@ -107,6 +107,9 @@ void RasRenHdrPipeline::apply(float timeMs) {
     chain_->renderPostQuad("Downsample", source, target, kWholeScreen);
     source = target->getTexture(0);
   }
+  // An earlier frame's measurement, if one is done: never this frame's, so that the answer does
+  // not depend on how fast the GPU happened to be.
+  readBackLuminance();
   // Measured before the bloom, which blurs into the first target: with a chain of one (a short
   // side of 256 or less) that is also the last, which the luminance reads.
   measureLuminance();
@@ -128,7 +131,6 @@ void RasRenHdrPipeline::apply(float timeMs) {
     chain_->renderPostQuad("BloomVertical13", first->getTexture(0), blurTarget_, kWholeScreen, bindWeights);
   }
 
-  readBackLuminance();
   adaptedLuminance_ = adapt(adaptedLuminance_, targetLuminance_, dt);
 }
 

@@ -154,7 +154,7 @@ void RasRenRenderChain::endSolid() {
 
 void RasRenRenderChain::applyHDR() {
   if (!hdrPipeline_ || !sceneTarget_) return;
-  hdrPipeline_->apply(float(ka::cyclesToMilliseconds(timer_.elapsedCycles())));
+  hdrPipeline_->apply(clock_ ? clock_() : float(ka::cyclesToMilliseconds(timer_.elapsedCycles())));
   hdrPipeline_->composeScene(sceneTarget_);
   rasterizer_->setRenderTarget(sceneTarget_);
   sceneTarget_->setViewport(scaledViewportRect());

@@ -47,6 +47,9 @@ class RasRenRenderChain : public ren::RenderChain {
   // The viewport is going: the chain no longer reads its rectangle.
   void detachViewport() { viewport_ = nullptr; }
   void setVisualization(int visualization);
+  // Milliseconds for the eye adaptation; a steady clock from the chain's making unless set, which
+  // pictures that must come out the same every run do.
+  void setClock(std::function<float()> milliseconds) { clock_ = std::move(milliseconds); }
   // G-buffer attachments 1, 2 and 3 on the effect's current technique.
   void bindGBufferForRead(RasRenEffect& effect, int slotMaterial, int slotDepth, int slotNormal);
 
@@ -110,6 +113,7 @@ class RasRenRenderChain : public ren::RenderChain {
   int downloadWidth_ = 1280, downloadHeight_ = 720;
   int downloadIndex_ = 0;
   ka::Timer timer_;
+  std::function<float()> clock_;
   std::map<int, Pip> pips_;
   int nextPip_ = 0;
   bool fxaa_ = false;

@@ -1,0 +1,152 @@
+#include "reference_scene.h"
+
+#include <cmath>
+#include <utility>
+
+#include "vorn/mesh_builder.h"
+#include "vorn/rasren_private/render_chain.h"
+#include "vorn/shapes.h"
+
+namespace vorn {
+namespace {
+
+constexpr float kFieldOfView = 0.9f;  // radians, vertical
+constexpr float kNear = 0.5f, kFar = 200.0f;
+
+// An axis-aligned box from -half to +half, each face with its own normal.
+ka::Ref<Mesh> makeLitBox(MeshFactory* factory, Material const& material, ka::Vec3<float> const& half) {
+  MeshBuilder<VertexP3N3> builder(factory);
+  builder.setMaterial(material);
+  float const size[3] = {half.x, half.y, half.z};
+  for (int axis = 0; axis < 3; ++axis) {
+    for (float sign : {1.0f, -1.0f}) {
+      // The two other axes, ordered so that the corners turn counter-clockwise seen from outside.
+      int u = (axis + 1) % 3, v = (axis + 2) % 3;
+      if (sign < 0) std::swap(u, v);
+      auto corner = [&](float a, float b) {
+        float p[3], n[3] = {0, 0, 0};
+        p[axis] = sign * size[axis];
+        p[u] = a * size[u];
+        p[v] = b * size[v];
+        n[axis] = sign;
+        return VertexP3N3{{p[0], p[1], p[2]}, {n[0], n[1], n[2]}};
+      };
+      VertexP3N3 c0 = corner(-1, -1), c1 = corner(1, -1), c2 = corner(1, 1), c3 = corner(-1, 1);
+      builder.addTri(c0, c1, c2);
+      builder.addTri(c2, c3, c0);
+    }
+  }
+  builder.flush();
+  return builder.meshes().front();
+}
+
+// A sphere whose normals are its directions from the centre: smooth shading.
+ka::Ref<Mesh> makeLitSphere(MeshFactory* factory, Material const& material, float radius) {
+  MeshBuilder<VertexP3N3> builder(factory);
+  builder.setMaterial(material);
+  for (Triangle const& t : icosahedronTriangles(radius, 3)) {
+    auto vertex = [&](ka::Vec3<float> const& p) { return VertexP3N3{p, ka::normalize(p)}; };
+    builder.addTri(vertex(t[0]), vertex(t[1]), vertex(t[2]));
+  }
+  builder.flush();
+  return builder.meshes().front();
+}
+
+}  // namespace
+
+ReferenceScene::ReferenceScene(RasRen& renderer, MaterialLibrary* library, int width, int height)
+    : renderer_(renderer), library_(library), width_(width), height_(height) {
+  scene_ = renderer.createScene();
+  environment_ = scene_->createLightingEnvironment();
+  ka::Color4f const ambient[4] = {{0.10f, 0.13f, 0.20f, 1}, {0.07f, 0.07f, 0.08f, 1}, {0.04f, 0.03f, 0.02f, 1}, {0, 0, 0, 1}};
+  ambient_ = environment_->createAmbientLookup(ambient);
+  environment_->setAmbient({0, 1, 0}, {0, 0, 0}, ambient_);
+
+  addLitMesh(makeLitBox(&renderer, litMaterial({0.55f, 0.55f, 0.52f, 1}, 0.1f), {12, 0.25f, 12}),
+             ka::Mat4x4f::translation({0, -0.25f, 0}));
+  struct Box {
+    ka::Vec3<float> centre, half;
+    ka::Color4f albedo;
+    float specular;
+  } const boxes[] = {{{-3, 1, -2}, {1, 1, 1}, {0.7f, 0.15f, 0.1f, 1}, 0.3f},
+                     {{2.5f, 0.6f, -3}, {0.6f, 0.6f, 1.6f}, {0.15f, 0.4f, 0.7f, 1}, 0.8f},
+                     {{3.5f, 1.5f, 2}, {0.5f, 1.5f, 0.5f}, {0.8f, 0.75f, 0.6f, 1}, 0.1f}};
+  for (Box const& box : boxes)
+    addLitMesh(makeLitBox(&renderer, litMaterial(box.albedo, box.specular), box.half),
+               ka::Mat4x4f::translation(box.centre));
+  struct Ball {
+    ka::Vec3<float> centre;
+    float radius;
+    ka::Color4f albedo;
+    float specular;
+    ka::Color4f emissive;
+  } const balls[] = {{{0, 1, 0}, 1, {0.9f, 0.9f, 0.9f, 1}, 1.0f, {0, 0, 0, 1}},
+                     {{-2, 0.6f, 2.5f}, 0.6f, {0.2f, 0.6f, 0.25f, 1}, 0.5f, {0, 0, 0, 1}},
+                     {{1.5f, 0.4f, 3}, 0.4f, {0, 0, 0, 1}, 0.0f, {6, 3.5f, 1.2f, 1}}};
+  for (Ball const& ball : balls)
+    addLitMesh(makeLitSphere(&renderer, litMaterial(ball.albedo, ball.specular, ball.emissive), ball.radius),
+               ka::Mat4x4f::translation(ball.centre));
+
+  sun_ = environment_->addLight();
+  sun_->setDirection({-0.4f, -1.0f, -0.55f});
+  sun_->setDiffuseColor({1.6f, 1.5f, 1.3f, 1});
+  sun_->setSpecularColor({1, 1, 1, 1});
+  ka::Color4f const lampColours[] = {{3, 0.6f, 0.3f, 1}, {0.4f, 1.2f, 3, 1}, {0.5f, 2.5f, 0.6f, 1}};
+  for (ka::Color4f const& colour : lampColours) {
+    ka::Ref<ren::LightInstance> lamp = environment_->addLight();
+    lamp->setDiffuseColor(colour);
+    lamp->setSpecularColor(colour);
+    lamp->setRadius(4.5f);
+    lamps_.push_back(lamp);
+  }
+  setTime(0);
+
+  viewport_ = renderer.createSceneViewport({0, 0, width, height}, scene_);
+  chain_ = renderer.createRenderChain(viewport_, 1.0f, true, nullptr);
+  resize(width, height);
+  setCamera(0.6f, 0.45f, 11);
+  renderer.addViewport(viewport_);
+}
+
+Material ReferenceScene::litMaterial(ka::Color4f const& albedo, float specular, ka::Color4f const& emissive) {
+  Material material(library_, "lit_solid");
+  material.setVec("Color", {albedo.r, albedo.g, albedo.b, 1});
+  material.setVec("Specular", {specular, 0, 0, 0});
+  material.setVec("Emissive", {emissive.r, emissive.g, emissive.b, 0});
+  return material;
+}
+
+void ReferenceScene::addLitMesh(ka::Ref<Mesh> const& mesh, ka::Mat4x4f const& transform) {
+  scene_->addMesh(mesh, environment_, transform, ren::TK_World);
+}
+
+void ReferenceScene::setCamera(float yaw, float pitch, float distance) {
+  ka::Vec3<float> target{0, 0.8f, 0};
+  ka::Vec3<float> eye = target + ka::Vec3<float>{std::sin(yaw) * std::cos(pitch), std::sin(pitch),
+                                                 std::cos(yaw) * std::cos(pitch)} *
+                                     distance;
+  viewport_->setViewMatrix(ka::Mat4x4f::lookAt(target, eye, {0, 1, 0}));
+}
+
+void ReferenceScene::resize(int width, int height) {
+  width_ = width;
+  height_ = height;
+  viewport_->setRect({0, 0, width, height});
+  float h = 2 * kNear * std::tan(kFieldOfView / 2);
+  viewport_->setProjectionMatrix(ka::Mat4x4f::perspectiveOpenGL(h * float(width) / float(height), h, kNear, kFar));
+}
+
+void ReferenceScene::adaptBySceneTime() {
+  static_cast<RasRenRenderChain&>(*chain_).setClock([this] { return float(time_ * 1000); });
+}
+
+void ReferenceScene::setTime(double seconds) {
+  time_ = seconds;
+  scene_->setTime(seconds);
+  for (size_t i = 0; i < lamps_.size(); ++i) {
+    double angle = seconds * 0.5 + double(i) * 2.0944;  // a third of a turn apart
+    lamps_[i]->setPosition({float(4 * std::cos(angle)), 0.8f, float(4 * std::sin(angle))});
+  }
+}
+
+}  // namespace vorn
