@@ -13,7 +13,8 @@ namespace {
 constexpr float kFieldOfView = 0.9f;  // radians, vertical
 constexpr float kNear = 0.5f, kFar = 200.0f;
 
-// An axis-aligned box from -half to +half, each face with its own normal.
+}  // namespace
+
 ka::Ref<Mesh> makeLitBox(MeshFactory* factory, Material const& material, ka::Vec3<float> const& half) {
   MeshBuilder<VertexP3N3> builder(factory);
   builder.setMaterial(material);
@@ -40,7 +41,6 @@ ka::Ref<Mesh> makeLitBox(MeshFactory* factory, Material const& material, ka::Vec
   return builder.meshes().front();
 }
 
-// A sphere whose normals are its directions from the centre: smooth shading.
 ka::Ref<Mesh> makeLitSphere(MeshFactory* factory, Material const& material, float radius) {
   MeshBuilder<VertexP3N3> builder(factory);
   builder.setMaterial(material);
@@ -51,8 +51,6 @@ ka::Ref<Mesh> makeLitSphere(MeshFactory* factory, Material const& material, floa
   builder.flush();
   return builder.meshes().front();
 }
-
-}  // namespace
 
 ReferenceScene::ReferenceScene(RasRen& renderer, MaterialLibrary* library, int width, int height)
     : renderer_(renderer), library_(library), width_(width), height_(height) {

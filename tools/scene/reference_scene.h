@@ -7,6 +7,11 @@
 
 namespace vorn {
 
+// An axis-aligned box from -half to +half, each face with its own normal, for lit effects.
+ka::Ref<Mesh> makeLitBox(MeshFactory* factory, Material const& material, ka::Vec3<float> const& half);
+// A sphere whose normals point away from its centre: smooth shading.
+ka::Ref<Mesh> makeLitSphere(MeshFactory* factory, Material const& material, float radius);
+
 class ReferenceScene {
  public:
   // Builds the scene and a viewport of `width` by `height` on top of the renderer's stack.
