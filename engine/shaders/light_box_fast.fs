@@ -1,5 +1,5 @@
 #version 330
-// Lights what lies inside the light's box (or frustum), through its gobo.
+// Lights what lies inside the light's box (or frustum), through its gobo, where no shadow falls.
 #include "gbuffer.glsl"
 #include "light_common.glsl"
 uniform vec4 u_light_dir;
@@ -12,5 +12,5 @@ void main() {
   vec3 inLight = q.xyz / q.w;
   if (q.w <= 0.0 || any(greaterThan(abs(inLight), vec3(1.0)))) discard;
   vec3 gobo = texture(u_light_gobo, inLight.xy * 0.5 + 0.5).rgb;
-  o_Color = vec4(shade(s, -normalize(u_light_dir.xyz), false) * gobo, 0.0);
+  o_Color = vec4(shade(s, -normalize(u_light_dir.xyz), false) * gobo * shadowFactor(s.position), 0.0);
 }

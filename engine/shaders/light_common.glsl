@@ -52,3 +52,17 @@ float pointAttenuation(float distance, float radius) {
   float x = clamp(1.0 - (distance / radius) * (distance / radius), 0.0, 1.0);
   return x * x;
 }
+
+uniform sampler2DShadow u_light_shadow;
+uniform vec4 u_light_shadow_region;  // scale and offset of the map's part in its texture
+uniform mat4 u_light_shadow_transform;
+
+// 1 where the light reaches the point, 0 where the shadow map holds something nearer the light;
+// filtered over 2 by 2 texels. Beyond the map's far plane nothing is known: lit.
+float shadowFactor(vec3 viewPosition) {
+  vec4 q = u_light_shadow_transform * vec4(viewPosition, 1.0);
+  vec3 p = q.xyz / q.w * 0.5 + 0.5;
+  if (p.z > 1.0) return 1.0;
+  vec2 uv = p.xy * u_light_shadow_region.xy + u_light_shadow_region.zw;
+  return texture(u_light_shadow, vec3(uv, p.z - 0.002));
+}

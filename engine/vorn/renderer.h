@@ -111,6 +111,15 @@ class TextInstance : public SceneInstance {
   virtual void setColor(ka::Color4f const& colour) = 0;
 };
 
+// A depth picture of what a light sees, made again during the lighting pass, that its lights
+// sample to leave in shadow what lies behind something else.
+class ShadowMap : public ka::Counted {
+ public:
+  virtual ka::Ref<Texture> getTexture() = 0;
+  // Fitting to what the camera sees through the G-buffer; kept as a setting, not drawn yet.
+  virtual void setFeedbackFitting(bool on) = 0;
+};
+
 // A light of a lighting environment. Its shape follows from what was set last: a direction makes it
 // directional, a position and radius a point light, a transform a box (projective when its last
 // column is not 0, 0, 0, 1), and a sweep axis of non-zero length a capsule.
@@ -123,8 +132,16 @@ class LightInstance : public SceneInstance {
   // The way the light travels, in world space.
   virtual void setDirection(ka::Vec3<float> const& direction) = 0;
   virtual void setPosition(ka::Vec3<float> const& position) = 0;
-  // Takes a world point into the light's unit box (affine) or clip cube (projective).
+  // Takes a world point into the light's unit box (affine) or clip cube (projective); the shadow
+  // map, if any, renders through the same matrix.
   virtual void setTransform(ka::Mat4x4f const& transform) = 0;
+  // As above, with the shadow map rendering through a matrix of its own.
+  virtual void setTransform(ka::Mat4x4f const& transform, ka::Mat4x4f const& shadowTransform) = 0;
+  // Only the shadow map's matrix (world to the light's clip cube): a directional light's way to
+  // say what its shadows cover, keeping its shape.
+  virtual void setShadowTransform(ka::Mat4x4f const& shadowTransform) = 0;
+  // Made by the same environment; null for none.
+  virtual void setShadowMap(ka::RefNoCount<ShadowMap> map) = 0;
   virtual void setSweepAxis(ka::Vec3<float> const& axis) = 0;
   virtual void setRadius(float radius) = 0;
   // A picture projected by a box light; null for white.
@@ -151,6 +168,8 @@ class LightingEnvironment : public ka::Counted {
   // Ambient light by the normal's angle to `direction` (world space); a null lookup is black.
   virtual void setAmbient(ka::Vec3<float> const& direction, ka::Vec3<float> const& centre,
                           ka::RefNoCount<Texture const> lookup) = 0;
+  // `depthBits` 16, 24 or 32; anything else ends the process.
+  virtual ka::Ref<ShadowMap> createShadowMap(int depthBits, int width, int height) = 0;
   // Removes every light and fog.
   virtual void clear() = 0;
   virtual ka::Ref<LightInstance> addLight() = 0;

@@ -86,7 +86,13 @@ ReferenceScene::ReferenceScene(RasRen& renderer, MaterialLibrary* library, int w
                ka::Mat4x4f::translation(ball.centre));
 
   sun_ = environment_->addLight();
-  sun_->setDirection({-0.4f, -1.0f, -0.55f});
+  ka::Vec3<float> sunDirection = ka::normalize(ka::Vec3<float>{-0.7f, -0.8f, 0.5f});
+  sun_->setDirection(sunDirection);
+  // The shadow map covers the floor, seen along the sun's direction.
+  shadowMap_ = environment_->createShadowMap(24, 1024, 1024);
+  sun_->setShadowMap(shadowMap_);
+  sun_->setShadowTransform(ka::mul(ka::Mat4x4f::lookAt({0, 0, 0}, sunDirection * -30.0f, {0, 1, 0}),
+                                   ka::Mat4x4f::orthographicOpenGL(-14, 14, -14, 14, 1, 60)));
   sun_->setDiffuseColor({1.6f, 1.5f, 1.3f, 1});
   sun_->setSpecularColor({1, 1, 1, 1});
   ka::Color4f const lampColours[] = {{3, 0.6f, 0.3f, 1}, {0.4f, 1.2f, 3, 1}, {0.5f, 2.5f, 0.6f, 1}};

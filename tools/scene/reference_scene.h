@@ -1,4 +1,4 @@
-// The renderer's reference scene: a floor, boxes and spheres of several materials, a sun, coloured
+// The renderer's reference scene: a floor, boxes and spheres of several materials, a sun with shadows, coloured
 // point lights, ambient light and one glowing sphere, drawn through an HDR render chain. The scene
 // viewer shows it; its golden-image test renders it.
 #pragma once
@@ -43,6 +43,7 @@ class ReferenceScene {
   ka::Ref<ren::RenderChain> chain_;
   ka::Ref<Texture> ambient_;
   ka::Ref<ren::LightInstance> sun_;
+  ka::Ref<ren::ShadowMap> shadowMap_;
   std::vector<ka::Ref<ren::LightInstance>> lamps_;
 };
 

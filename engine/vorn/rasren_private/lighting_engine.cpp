@@ -33,6 +33,7 @@ RasRenLightingEngine::RasRenLightingEngine(RasRen* renderer) : renderer_(rendere
   for (int s = 0; s < SLOT_Count; ++s) slots_[s] = int(table->getSlot(kSlotNames[s]));
   viewRectSlot_ = int(table->getSlot("light_view_rect"));
   inverseProjectionSlot_ = int(table->getSlot("light_inverse_projection"));
+  shadowMatrixSlot_ = int(table->getSlot("light_shadow_transform"));
   Material light(renderer->materialLibrary(), "light");
   sphere_ = makeIcosahedron(renderer, light, kVolumeRadius, 1);
   box_ = makeOpenGLFrustumBox(renderer, light);
@@ -71,6 +72,17 @@ Texture const* RasRenLightingEngine::defaultAmbientLookup() {
 Texture const* RasRenLightingEngine::defaultGobo() {
   if (!defaultGobo_) defaultGobo_ = onePixel(renderer_, 0xffffffffu);
   return defaultGobo_.get();
+}
+
+Texture const* RasRenLightingEngine::defaultShadowMap() {
+  if (!defaultShadowMap_) {
+    ras::Rasterizer* rasterizer = renderer_->rasterizer();
+    defaultShadowMap_ = rasterizer->createRenderTarget(0, nullptr, nullptr, TF_Shadow16, 1, 1, 1, TF_AllLinear);
+    ka::Ref<ras::RenderTarget> previous = rasterizer->setRenderTarget(defaultShadowMap_);
+    rasterizer->clear(ras::CLEAR_Depth, {0, 0, 0, 0}, 1.0f, 0);
+    rasterizer->setRenderTarget(previous);
+  }
+  return defaultShadowMap_->getDepthTexture().get();
 }
 
 ka::Ref<RasRenEffect> RasRenLightingEngine::lightEffect() { return renderer_->getRasRenEffect("light", false); }

@@ -67,6 +67,9 @@ class RasRenLightingEngine {
   ka::Ref<Texture> createAmbientLookup(ka::Color4f const* four);
   Texture const* defaultAmbientLookup();
   Texture const* defaultGobo();
+  // One texel of depth 1: nothing is behind it.
+  Texture const* defaultShadowMap();
+  int shadowMatrixSlot() const { return shadowMatrixSlot_; }
   ka::Ref<RasRenEffect> lightEffect();
   // The chain's G-buffer on the effect's current technique, with its depth range.
   void bindGBufferForRead(RasRenEffect& effect);
@@ -91,7 +94,8 @@ class RasRenLightingEngine {
   ka::Ref<Texture> defaultAmbientLookup_, defaultGobo_;
   int slots_[SLOT_Count];
   // The light effect's own: where the viewport lies in the G-buffer, and how to unproject.
-  int viewRectSlot_, inverseProjectionSlot_;
+  int viewRectSlot_, inverseProjectionSlot_, shadowMatrixSlot_;
+  ka::Ref<ras::RenderTarget> defaultShadowMap_;
 };
 
 }  // namespace vorn

@@ -1,5 +1,6 @@
 #include "lighting_environment.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "effect.h"
@@ -7,6 +8,7 @@
 #include "lighting_engine.h"
 #include "scene.h"
 #include "scene_viewport.h"
+#include "shadow_map.h"
 #include "vorn/rasren.h"
 
 namespace vorn {
@@ -24,6 +26,32 @@ RasRenLightingEnvironment::RasRenLightingEnvironment(RasRenScene* scene) : scene
 RasRenLightingEnvironment::~RasRenLightingEnvironment() {
   if (scene_) scene_->removeLightingEnvironment(this);
   clear();
+  for (RasRenShadowMap* map : shadowMaps_) map->orphan();
+}
+
+ka::Ref<ren::ShadowMap> RasRenLightingEnvironment::createShadowMap(int depthBits, int width, int height) {
+  TextureFormat format = depthBits == 16   ? TF_Shadow16
+                         : depthBits == 24 ? TF_Shadow24
+                         : depthBits == 32 ? TF_Shadow32
+                                           : TF_Invalid;
+  if (format == TF_Invalid) ka::die("Unsupported shadow map depth specified");
+  RasRen* renderer = scene_ ? scene_->rasRen() : nullptr;
+  if (!renderer) return nullptr;
+  auto* map = new RasRenShadowMap(this, renderer, format, width, height);
+  shadowMaps_.push_back(map);
+  return ka::Ref<ren::ShadowMap>(map);
+}
+
+void RasRenLightingEnvironment::removeShadowMap(RasRenShadowMap* map) {
+  shadowMaps_.erase(std::remove(shadowMaps_.begin(), shadowMaps_.end(), map), shadowMaps_.end());
+}
+
+void RasRenLightingEnvironment::setLightShadowMap(size_t index, RasRenShadowMap* map) {
+  if (map && map->environment() != this) ka::die("Attempted assignment of shadow map across lighting environments");
+  LightState& light = lights_[index];
+  if (light.shadowMap) light.shadowMap->unbind();
+  light.shadowMap = map;
+  if (map) map->bind();
 }
 
 ka::Ref<Texture> RasRenLightingEnvironment::createAmbientLookup(ka::Color4f const* four) {
@@ -41,7 +69,10 @@ void RasRenLightingEnvironment::setAmbient(ka::Vec3<float> const& direction, ka:
 }
 
 void RasRenLightingEnvironment::clear() {
-  for (LightState& light : lights_) light.instance->orphan();
+  for (LightState& light : lights_) {
+    light.instance->orphan();
+    if (light.shadowMap) light.shadowMap->unbind();
+  }
   for (FogState& fog : fogs_) fog.instance->orphan();
   lights_.clear();
   fogs_.clear();
@@ -76,6 +107,7 @@ void RasRenLightingEnvironment::setPrimaryFog(ka::RefNoCount<ren::FogInstance> f
 // The last entry takes the removed one's place, and learns its new index.
 void RasRenLightingEnvironment::removeLight(size_t index) {
   if (lights_[index].instance.get() == primaryLight_) primaryLight_ = nullptr;
+  if (lights_[index].shadowMap) lights_[index].shadowMap->unbind();
   lights_[index].instance->orphan();
   if (index + 1 != lights_.size()) {
     lights_[index] = std::move(lights_.back());
@@ -105,9 +137,8 @@ std::string RasRenLightingEnvironment::getTechnique(LightState const& light) {
     case LS_Box:
     case LS_ProjectiveBox:
       if (light.debug) return "Box_Debug";
-      // Shadow maps are not made yet: every box is one without.
-      if (light.gobo && blackSpecular) return "Box_Gobo_Fast";
-      return "Box_NoShadow";
+      if (light.gobo && blackSpecular) return light.shadowMap ? "Box_Gobo_Shadow_Fast" : "Box_Gobo_Fast";
+      return light.shadowMap ? "Box" : "Box_NoShadow";
     case LS_Capsule:
       return light.debug ? "Capsule_Debug" : "Capsule";
     default:
@@ -159,6 +190,7 @@ void RasRenLightingEnvironment::applyLight(RasRenEffect& effect, LightState cons
   technique->program()->textureBlock()->setTexture(
       slot(RasRenLightingEngine::SLOT_light_gobo),
       light.gobo ? viewport.renderer()->getRasterizerTexture(light.gobo) : engine.defaultGobo());
+  applyShadowParams(effect, light, viewport);
   ka::Vec3<float> direction = safeNormalize(ka::transformDirection(light.direction, view));
   switch (light.shape) {
     case LS_Directional:
@@ -185,6 +217,29 @@ void RasRenLightingEnvironment::applyLight(RasRenEffect& effect, LightState cons
   }
 }
 
+void RasRenLightingEnvironment::applyShadowParams(RasRenEffect& effect, LightState const& light,
+                                                  RasRenSceneViewport& viewport) {
+  RasRenTechnique* technique = effect.currentTechnique();
+  RasRenLightingEngine& engine = viewport.renderer()->lightingEngine();
+  ras::HalParameterBlock* parameters = technique->program()->parameterBlock();
+  ka::Ref<Texture> map = light.shadowMap ? light.shadowMap->getTexture() : nullptr;
+  technique->program()->textureBlock()->setTexture(engine.slot(RasRenLightingEngine::SLOT_light_shadow),
+                                                   map ? map.get() : engine.defaultShadowMap());
+  // The whole map: its region in a shared atlas would go here.
+  parameters->setVector(engine.slot(RasRenLightingEngine::SLOT_light_shadow_region), {1, 1, 0, 0});
+  // View space to the shadow map's clip cube; without a map, everything to its centre, which the
+  // default map (depth 1) leaves lit.
+  ka::Mat4x4f toShadow = ka::Mat4x4f::identity();
+  if (map) {
+    toShadow = ka::mul(viewport.viewMatrix().inverse3x4(), light.shadowTransform);
+  } else {
+    for (auto& row : toShadow.m)
+      for (float& value : row) value = 0;
+    toShadow.m[3][3] = 1;
+  }
+  parameters->setMatrix(engine.shadowMatrixSlot(), toShadow);
+}
+
 void RasRenLightingEnvironment::applyFog(RasRenEffect& effect, FogState const& fog, RasRenSceneViewport& viewport) {
   RasRenTechnique* technique = effect.currentTechnique();
   if (!technique || !technique->program()) return;
@@ -205,6 +260,10 @@ void RasRenLightingEnvironment::applyLighting(RasRenSceneViewport& viewport) {
   if (!effect) return;
   for (LightState const& light : lights_) {
     if (!light.enabled || light.shape == LS_None) continue;
+    if (light.shadowMap) {
+      light.shadowMap->updateTransform(light.shadowTransform);
+      light.shadowMap->update();
+    }
     std::string technique = getTechnique(light);
     if (!effect->hasTechnique(technique)) ka::die("lighting effect not available");
     effect->selectTechnique(technique);
@@ -277,11 +336,22 @@ void RasRenLightInstance::setPosition(ka::Vec3<float> const& position) {
   });
 }
 
-void RasRenLightInstance::setTransform(ka::Mat4x4f const& transform) {
+void RasRenLightInstance::setTransform(ka::Mat4x4f const& transform) { setTransform(transform, transform); }
+
+void RasRenLightInstance::setTransform(ka::Mat4x4f const& transform, ka::Mat4x4f const& shadowTransform) {
   change([&](LightState& light) {
     light.transform = transform;
+    light.shadowTransform = shadowTransform;
     light.shape = isAffine(transform) ? LS_Box : LS_ProjectiveBox;
   });
+}
+
+void RasRenLightInstance::setShadowTransform(ka::Mat4x4f const& shadowTransform) {
+  change([&](LightState& light) { light.shadowTransform = shadowTransform; });
+}
+
+void RasRenLightInstance::setShadowMap(ka::RefNoCount<ren::ShadowMap> map) {
+  if (environment_) environment_->setLightShadowMap(index_, static_cast<RasRenShadowMap*>(map.get()));
 }
 
 void RasRenLightInstance::setSweepAxis(ka::Vec3<float> const& axis) {

@@ -7,6 +7,7 @@
 
 #include "ka/color.h"
 #include "ka/vecmath.h"
+#include "shadow_map.h"
 #include "vorn/renderer.h"
 
 namespace vorn {
@@ -16,6 +17,7 @@ class RasRenLightInstance;
 class RasRenFogInstance;
 class RasRenScene;
 class RasRenSceneViewport;
+class RasRenShadowMap;
 
 enum LightShape : int {
   LS_None = 0,
@@ -37,6 +39,9 @@ struct LightState {
   float radius = 1;
   ka::Vec3<float> sweepAxis{0, 0, 0};
   ka::Mat4x4f transform = ka::Mat4x4f::identity();
+  // World to the shadow map's clip cube.
+  ka::Mat4x4f shadowTransform = ka::Mat4x4f::identity();
+  ka::Ref<RasRenShadowMap> shadowMap;
   ka::Ref<Texture const> gobo;
   bool enabled = true;
   bool debug = false;
@@ -57,6 +62,7 @@ class RasRenLightingEnvironment : public ren::LightingEnvironment {
   ~RasRenLightingEnvironment() override;
 
   ka::Ref<Texture> createAmbientLookup(ka::Color4f const* four) override;
+  ka::Ref<ren::ShadowMap> createShadowMap(int depthBits, int width, int height) override;
   void setAmbient(ka::Vec3<float> const& direction, ka::Vec3<float> const& centre,
                   ka::RefNoCount<Texture const> lookup) override;
   void clear() override;
@@ -74,6 +80,10 @@ class RasRenLightingEnvironment : public ren::LightingEnvironment {
   std::vector<FogState> const& fogs() const { return fogs_; }
   void removeLight(size_t index);
   void removeFog(size_t index);
+  void setLightShadowMap(size_t index, RasRenShadowMap* map);
+  // The map is going.
+  void removeShadowMap(RasRenShadowMap* map);
+  RasRenScene* scene() const { return scene_; }
 
   // The frame's steps, as the lighting engine runs them.
   void beginViewport(RasRenSceneViewport& viewport);
@@ -93,6 +103,9 @@ class RasRenLightingEnvironment : public ren::LightingEnvironment {
   static ka::Mat4x4f volumeTransform(LightState const& light);
   void applyLight(RasRenEffect& effect, LightState const& light, RasRenSceneViewport& viewport);
   void applyFog(RasRenEffect& effect, FogState const& fog, RasRenSceneViewport& viewport);
+  // "light_shadow", its region and matrix for a light with a map; the defaults, which leave
+  // everything lit, for one without.
+  void applyShadowParams(RasRenEffect& effect, LightState const& light, RasRenSceneViewport& viewport);
 
   RasRenScene* scene_;
   ka::Vec3<float> ambientDirection_{0, 0, 1}, ambientCentre_{0, 0, 0};
@@ -100,6 +113,7 @@ class RasRenLightingEnvironment : public ren::LightingEnvironment {
   ka::Ref<Texture const> ambientLookup_;
   std::vector<LightState> lights_;
   std::vector<FogState> fogs_;
+  std::vector<RasRenShadowMap*> shadowMaps_;
   RasRenLightInstance* primaryLight_ = nullptr;
   RasRenFogInstance* primaryFog_ = nullptr;
 };
@@ -117,6 +131,9 @@ class RasRenLightInstance : public ren::LightInstance {
   void setDirection(ka::Vec3<float> const& direction) override;
   void setPosition(ka::Vec3<float> const& position) override;
   void setTransform(ka::Mat4x4f const& transform) override;
+  void setTransform(ka::Mat4x4f const& transform, ka::Mat4x4f const& shadowTransform) override;
+  void setShadowTransform(ka::Mat4x4f const& shadowTransform) override;
+  void setShadowMap(ka::RefNoCount<ren::ShadowMap> map) override;
   void setSweepAxis(ka::Vec3<float> const& axis) override;
   void setRadius(float radius) override;
   void setGobo(ka::RefNoCount<Texture const> gobo) override;

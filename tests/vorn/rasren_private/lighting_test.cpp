@@ -4,6 +4,7 @@
 
 #include "ka/logsink.h"
 #include "support/log_lines.h"
+#include "support/picture_file.h"
 #include "support/renderer_fixture.h"
 #include "vorn/rasren_private/effect.h"
 #include "vorn/rasren_private/lighting_engine.h"
@@ -76,14 +77,15 @@ class LightingTest : public RendererFixture {
   }
 
   // A floor facing the camera over the whole view, in one lit material.
-  void addFloor(double albedo, double ks) {
+  void addFloor(double albedo, double ks) { addRect(albedo, ks, 0, 0, 128, 128, float(kFloorZ)); }
+  // A lit rectangle facing the camera from (x0, y0) to (x1, y1) at depth z.
+  void addRect(double albedo, double ks, float x0, float y0, float x1, float y1, float z) {
     Material material(library.get(), "lit_solid");
     material.setVec("Color", {float(albedo), float(albedo), float(albedo), 1});
     material.setVec("Specular", {float(ks), 0, 0, 0});
     MeshBuilder<VertexP3N3> builder(ren.get());
     builder.setMaterial(material);
-    float z = float(kFloorZ);
-    VertexP3N3 a{{0, 0, z}, {0, 0, 1}}, b{{128, 0, z}, {0, 0, 1}}, c{{128, 128, z}, {0, 0, 1}}, d{{0, 128, z}, {0, 0, 1}};
+    VertexP3N3 a{{x0, y0, z}, {0, 0, 1}}, b{{x1, y0, z}, {0, 0, 1}}, c{{x1, y1, z}, {0, 0, 1}}, d{{x0, y1, z}, {0, 0, 1}};
     builder.addTri(a, b, c);
     builder.addTri(c, d, a);
     builder.flush();
@@ -182,6 +184,63 @@ TEST_F(LightingTest, ABoxLightThrowsItsGoboOntoWhatLiesInside) {
   expectGrey(pixels, 40, 88, 0);
   expectGrey(pixels, 10, 64, 0);  // outside the box
   expectGrey(pixels, 64, 120, 0);
+}
+
+TEST_F(LightingTest, AShadowFallsWhereTheOccludersOutlineProjectsWithinAPixel) {
+  addFloor(0.5, 0);
+  addRect(0.5, 0, 20, 40, 40, 80, -2);  // three units above the floor
+  double angle = 60 * M_PI / 180;
+  ka::Vec3<float> direction{float(std::sin(angle)), 0, float(-std::cos(angle))};
+  ka::Ref<ren::LightInstance> sun = environment->addLight();
+  sun->setDirection(direction);
+  ka::Vec3<float> target{64, 64, float(kFloorZ)};
+  sun->setShadowTransform(ka::mul(ka::Mat4x4f::lookAt(target, target - direction * 50.0f, {0, 1, 0}),
+                                  ka::Mat4x4f::orthographicOpenGL(-100, 100, -100, 100, 1, 100)));
+  ka::Ref<ren::ShadowMap> map = environment->createShadowMap(24, 1024, 1024);
+  sun->setShadowMap(map);
+  presentOneFrame();
+  Bytes pixels = frame();
+  writeGLPicturePng("lighting-shadow", width, height, 4, pixels);
+  // The occluder's right edge, x = 40, lands 3 tan(60) to the right on the floor.
+  double edge = 40 + 3 * std::tan(angle);
+  double lit = 0.5 * std::cos(angle);
+  for (int x = 41; x <= 48; ++x) {
+    double centre = x + 0.5;
+    if (std::abs(centre - edge) < 1) continue;
+    expectGrey(pixels, x, 60, centre < edge ? 0 : lit);
+  }
+  expectGrey(pixels, 43, 38, lit);  // beside the shadow's lower edge, y = 40
+  expectGrey(pixels, 43, 41, 0);
+  expectGrey(pixels, 30, 60, lit);  // the occluder's own top: no shadow of itself
+  expectGrey(pixels, 100, 100, lit);
+}
+
+TEST_F(LightingTest, AShadowMapSharedByTwoLightsStaysDirtyAndBadRequestsEndTheProcess) {
+  ka::Ref<ren::ShadowMap> map = environment->createShadowMap(16, 64, 64);
+  auto& own = static_cast<RasRenShadowMap&>(*map);
+  ka::Ref<ren::LightInstance> first = environment->addLight(), second = environment->addLight();
+  first->setShadowMap(map);
+  own.updateTransform(ka::Mat4x4f::identity());
+  EXPECT_FALSE(own.dirty()) << "one light: clean once placed";
+  second->setShadowMap(map);
+  EXPECT_TRUE(own.dirty());
+  own.updateTransform(ka::Mat4x4f::identity());
+  EXPECT_TRUE(own.dirty()) << "shared: stays dirty";
+  EXPECT_EQ(own.bindCount(), 2);
+  second->remove();
+  EXPECT_EQ(own.bindCount(), 1);
+
+  map->setFeedbackFitting(true);
+  map->setFeedbackFitting(true);
+  EXPECT_TRUE(own.hasFeedbackTarget());
+  map->setFeedbackFitting(false);
+  EXPECT_FALSE(own.hasFeedbackTarget());
+
+  // The renderer's threads are running: the child starts afresh rather than forking them.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(environment->createShadowMap(8, 512, 512), "Unsupported shadow map depth specified");
+  ka::Ref<ren::LightingEnvironment> other = scene->createLightingEnvironment();
+  EXPECT_DEATH(other->addLight()->setShadowMap(map), "Attempted assignment of shadow map across lighting environments");
 }
 
 TEST_F(LightingTest, AmbientLightBlendsGroundHorizonAndSkyByTheNormal) {
