@@ -8,6 +8,7 @@
 #include "ka/color.h"
 #include "ka/counted.h"
 #include "ka/frustum.h"
+#include "ka/quat.h"
 #include "ka/rect.h"
 #include "ka/string_range.h"
 #include "ka/vecmath.h"
@@ -235,6 +236,8 @@ class Viewport : public ka::Counted {};
 class SceneViewport : public virtual Viewport {
  public:
   virtual void setBackground(ka::Color4f const& colour) = 0;
+  // A cube texture drawn behind the scene, turned by `rotation`; null for none.
+  virtual void setSkyboxBackground(ka::RefNoCount<Texture const> cube, ka::Quatf const& rotation) = 0;
   // Null takes the scene away; the viewport then draws nothing.
   virtual void setScene(ka::RefNoCount<Scene> scene) = 0;
   virtual void setViewMatrix(ka::Mat4x4f const& view) = 0;

@@ -1,7 +1,9 @@
 #include "reference_scene.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
+#include <vector>
 
 #include "vorn/mesh_builder.h"
 #include "vorn/rasren_private/render_chain.h"
@@ -12,6 +14,45 @@ namespace {
 
 constexpr float kFieldOfView = 0.9f;  // radians, vertical
 constexpr float kNear = 0.5f, kFar = 200.0f;
+constexpr int kSkySize = 128;  // above the size the renderer packs into atlases, which a cube cannot be
+
+unsigned char srgbByte(float linear) {
+  float encoded = linear <= 0.0031308f ? linear * 12.92f : 1.055f * std::pow(linear, 1 / 2.4f) - 0.055f;
+  return (unsigned char)std::lround(std::clamp(encoded, 0.0f, 1.0f) * 255);
+}
+
+// A sky by elevation alone: blue overhead, pale at the horizon, dark earth below.
+ka::Color4f skyColour(ka::Vec3<float> const& direction) {
+  float up = direction.y / ka::length(direction);
+  auto mix = [](ka::Color4f const& a, ka::Color4f const& b, float t) {
+    return ka::Color4f{a.r + (b.r - a.r) * t, a.g + (b.g - a.g) * t, a.b + (b.b - a.b) * t, 1};
+  };
+  ka::Color4f const zenith{0.12f, 0.25f, 0.6f, 1}, horizon{0.55f, 0.6f, 0.7f, 1}, ground{0.08f, 0.07f, 0.06f, 1};
+  return up >= 0 ? mix(horizon, zenith, std::sqrt(up)) : mix(horizon, ground, std::min(1.0f, -up * 4));
+}
+
+// The six faces in OpenGL's order, each texel's direction by the cube map convention (rows from
+// the top of each face).
+ka::Ref<Texture> makeSkyTexture(RasRen& renderer) {
+  ka::Ref<Texture> cube = renderer.createCubeTexture(TF_A8R8G8B8, kSkySize, kSkySize, 1, TF_AllLinear, true, 0);
+  std::vector<unsigned char> texels(size_t(kSkySize) * kSkySize * 4);
+  for (int face = 0; face < 6; ++face) {
+    for (int row = 0; row < kSkySize; ++row) {
+      for (int column = 0; column < kSkySize; ++column) {
+        float s = (column + 0.5f) / kSkySize * 2 - 1, t = (row + 0.5f) / kSkySize * 2 - 1;
+        ka::Vec3<float> const directions[6] = {{1, -t, -s}, {-1, -t, s}, {s, 1, t}, {s, -1, -t}, {s, -t, 1}, {-s, -t, -1}};
+        ka::Color4f colour = skyColour(directions[face]);
+        unsigned char* texel = &texels[(size_t(row) * kSkySize + size_t(column)) * 4];
+        texel[0] = srgbByte(colour.r);
+        texel[1] = srgbByte(colour.g);
+        texel[2] = srgbByte(colour.b);
+        texel[3] = 255;
+      }
+    }
+    cube->setBits(0, texels.data(), 0, TextureCubeFace(face));
+  }
+  return cube;
+}
 
 }  // namespace
 
@@ -106,9 +147,11 @@ ReferenceScene::ReferenceScene(RasRen& renderer, MaterialLibrary* library, int w
   setTime(0);
 
   viewport_ = renderer.createSceneViewport({0, 0, width, height}, scene_);
+  sky_ = makeSkyTexture(renderer);
+  viewport_->setSkyboxBackground(sky_, ka::Quatf::identity());
   chain_ = renderer.createRenderChain(viewport_, 1.0f, true, nullptr);
   resize(width, height);
-  setCamera(0.6f, 0.45f, 11);
+  setCamera(0.6f, 0.3f, 12);
   renderer.addViewport(viewport_);
 }
 

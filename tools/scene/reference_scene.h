@@ -1,5 +1,6 @@
-// The renderer's reference scene: a floor, boxes and spheres of several materials, a sun with shadows, coloured
-// point lights, ambient light and one glowing sphere, drawn through an HDR render chain. The scene
+// The renderer's reference scene: a floor, boxes and spheres of several materials, a sun with
+// shadows, coloured point lights, ambient light, one glowing sphere and a sky, drawn through an HDR
+// render chain. The scene
 // viewer shows it; its golden-image test renders it.
 #pragma once
 
@@ -41,7 +42,7 @@ class ReferenceScene {
   ka::Ref<ren::LightingEnvironment> environment_;
   ka::Ref<ren::SceneViewport> viewport_;
   ka::Ref<ren::RenderChain> chain_;
-  ka::Ref<Texture> ambient_;
+  ka::Ref<Texture> ambient_, sky_;
   ka::Ref<ren::LightInstance> sun_;
   ka::Ref<ren::ShadowMap> shadowMap_;
   std::vector<ka::Ref<ren::LightInstance>> lamps_;

@@ -65,7 +65,7 @@ class SceneViewerGame : public Game {
 
  private:
   std::unique_ptr<ReferenceScene> scene_;
-  float yaw_ = 0.6f, pitch_ = 0.45f, distance_ = 11;
+  float yaw_ = 0.6f, pitch_ = 0.3f, distance_ = 12;
   bool dragging_ = false;
   int lastX_ = 0, lastY_ = 0;
   double time_ = 0;

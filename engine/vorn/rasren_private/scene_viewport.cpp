@@ -98,6 +98,10 @@ void RasRenSceneViewport::render() {
   target->setViewport(rect_);
   rasterizer->setRenderTarget(target);
   if (chain_) chain_->beginFrame();
+  // The sky is colour alone: no surface for the lights.
+  setDrawMask(1);
+  if (skybox_) renderBackgroundSkybox();
+  setDrawMask(-1);
 
   ka::Mat4x4f projection = projectionForTarget(rect_.width(), rect_.height());
   viewProj_ = ka::mul(view_, projection);
@@ -151,6 +155,26 @@ void RasRenSceneViewport::render() {
   renderMeshes(transparentNoHdr_, viewProj_, "", lightTransparent);
   lighting.endViewport();
   if (chain_) chain_->endFrame();
+}
+
+void RasRenSceneViewport::setSkyboxBackground(ka::RefNoCount<Texture const> cube, ka::Quatf const& rotation) {
+  skybox_ = renderer_->getRasterizerTexture(cube);
+  skyboxRotation_ = rotation;
+}
+
+void RasRenSceneViewport::renderBackgroundSkybox() {
+  ka::Ref<RasRenEffect> effect = renderer_->getRasRenEffect("skybox", false);
+  if (!effect) return;
+  RasRenTechnique* technique = effect->selectTechnique(effect->hasTechnique("Background") ? "Background" : "Default");
+  if (!technique || !technique->program()) return;
+  // A view-space ray turned back into the world, then by the sky's own rotation.
+  ka::Mat4x4f inverseViewRotation = view_.transpose3x3();
+  inverseViewRotation.m[3][0] = inverseViewRotation.m[3][1] = inverseViewRotation.m[3][2] = 0;
+  ras::HalParameterBlock* parameters = technique->program()->parameterBlock();
+  parameters->setMatrix(slots_[SLOT_SkyboxTransform], ka::mul(inverseViewRotation, skyboxRotation_.asMatrix()));
+  parameters->setMatrix(slots_[SLOT_ProjTransform], projection_);
+  technique->program()->textureBlock()->setTexture(slots_[SLOT_SkyboxTexture], skybox_);
+  renderPostQuad(*effect, 1.0f);
 }
 
 void RasRenSceneViewport::renderPostQuad(RasRenEffect& effect, float depth) {

@@ -20,6 +20,7 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   ~RasRenSceneViewport() override;
 
   void setBackground(ka::Color4f const& colour) override { background_ = colour; }
+  void setSkyboxBackground(ka::RefNoCount<Texture const> cube, ka::Quatf const& rotation) override;
   void setScene(ka::RefNoCount<ren::Scene> scene) override;
   void setViewMatrix(ka::Mat4x4f const& view) override;
   void setProjectionMatrix(ka::Mat4x4f const& projection) override;
@@ -81,6 +82,8 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   };
 
   void refreshCamera();
+  // The sky box over the whole rectangle, with the effect "skybox".
+  void renderBackgroundSkybox();
   // On the chain's G-buffer; nothing without a chain.
   void setDrawMask(int mask);
   ka::Mat4x4f projectionForTarget(int width, int height) const;
@@ -100,6 +103,8 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   float near_ = 0, far_ = 0;
   bool orthographic_ = false;
   int visualization_ = 0;
+  ka::Ref<Texture const> skybox_;
+  ka::Quatf skyboxRotation_ = ka::Quatf::identity();
   int slots_[SLOT_Count];
   // Kept between frames so that filling them allocates nothing once they have grown.
   ka::Ref<RasRenRenderChain> chain_;
