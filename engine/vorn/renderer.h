@@ -121,6 +121,33 @@ class ShadowMap : public ka::Counted {
   virtual void setFeedbackFitting(bool on) = 0;
 };
 
+// A set of lights drawn together, in order with the environment's other layers. Lights are in the
+// environment's default layer (order 0) unless they are given another.
+class LightLayer : public ka::Counted {
+ public:
+  // The layer's lights go back to the default layer.
+  virtual void remove() = 0;
+  virtual void setEnabled(bool enabled) = 0;
+  // Lower orders draw first; equal orders in either order.
+  virtual void setOrder(float order) = 0;
+  // What the layer draws with, where it draws with a material of its own.
+  virtual void setMaterial(Material const& material) = 0;
+};
+
+// Soft zones of influence around many emitters drawn as one surface: the lights of its layer are
+// drawn, with the effect of its material, into a screen-sized channel, and its resolver layer then
+// draws that channel into the scene with the same material's "_resolve" effect.
+class LightDistanceField : public LightLayer {
+ public:
+  // 32 keeps the field in floats; anything else in 8 bits.
+  virtual void setBitDepth(int bits) = 0;
+  // Given to the material as its vector "ldf_range".
+  virtual void setRange(ka::Vec2<float> const& range) = 0;
+  // With auto-hide the resolver draws only in frames where the field had a light.
+  virtual void setAutoHide(bool autoHide) = 0;
+  virtual ka::Ref<LightLayer> getResolver() = 0;
+};
+
 // A light of a lighting environment. Its shape follows from what was set last: a direction makes it
 // directional, a position and radius a point light, a transform a box (projective when its last
 // column is not 0, 0, 0, 1), and a sweep axis of non-zero length a capsule.
@@ -143,6 +170,8 @@ class LightInstance : public SceneInstance {
   virtual void setShadowTransform(ka::Mat4x4f const& shadowTransform) = 0;
   // Made by the same environment; null for none.
   virtual void setShadowMap(ka::RefNoCount<ShadowMap> map) = 0;
+  // A layer of the same environment; null for the default one.
+  virtual void setLayer(ka::RefNoCount<LightLayer> layer) = 0;
   virtual void setSweepAxis(ka::Vec3<float> const& axis) = 0;
   virtual void setRadius(float radius) = 0;
   // A picture projected by a box light; null for white.
@@ -171,6 +200,8 @@ class LightingEnvironment : public ka::Counted {
                           ka::RefNoCount<Texture const> lookup) = 0;
   // `depthBits` 16, 24 or 32; anything else ends the process.
   virtual ka::Ref<ShadowMap> createShadowMap(int depthBits, int width, int height) = 0;
+  // `name` names it in logs.
+  virtual ka::Ref<LightDistanceField> createDistanceField(std::string const& name) = 0;
   // Removes every light and fog.
   virtual void clear() = 0;
   virtual ka::Ref<LightInstance> addLight() = 0;

@@ -134,6 +134,7 @@ void RasRenLightingEngine::endSolid() {
 }
 
 void RasRenLightingEngine::endViewport() {
+  for (auto const& environment : environments_) environment->endViewport();
   seen_.clear();
   environments_.clear();
   lastEnvironment_ = nullptr;
@@ -157,12 +158,12 @@ void RasRenLightingEngine::bindGBufferForRead(RasRenEffect& effect) {
   parameters->setMatrix(inverseProjectionSlot_, viewport_->projectionMatrix().inverse());
 }
 
-void RasRenLightingEngine::drawVolume(RasRenSceneViewport& viewport, std::string_view technique,
+void RasRenLightingEngine::drawVolume(RasRenSceneViewport& viewport, RasRenEffect& effect, std::string_view technique,
                                       ka::Mat4x4f const& world, int shape) {
   Mesh* mesh = shape == LS_Box || shape == LS_ProjectiveBox ? box_.get() : sphere_.get();
   MaterialGroup const& group = mesh->getMaterialGroups().front();
   RasRenDrawCall call;
-  call.effect = lightEffect();
+  call.effect = &effect;
   call.worldMatrix = &world;
   call.vertexBuffer = mesh->getVertexBuffer().get();
   call.indexBuffer = mesh->getIndexBuffer().get();

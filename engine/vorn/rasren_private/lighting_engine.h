@@ -73,8 +73,9 @@ class RasRenLightingEngine {
   ka::Ref<RasRenEffect> lightEffect();
   // The chain's G-buffer on the effect's current technique, with its depth range.
   void bindGBufferForRead(RasRenEffect& effect);
-  // The volume of a shape (icosahedron, cube) moved by `world`, drawn with a "light" technique.
-  void drawVolume(RasRenSceneViewport& viewport, std::string_view technique, ka::Mat4x4f const& world, int shape);
+  // The volume of a shape (icosahedron, cube) moved by `world`, drawn with a technique of `effect`.
+  void drawVolume(RasRenSceneViewport& viewport, RasRenEffect& effect, std::string_view technique,
+                  ka::Mat4x4f const& world, int shape);
 
   int slot(Slot s) const { return slots_[s]; }
   RasRenSceneViewport* viewport() const { return viewport_; }

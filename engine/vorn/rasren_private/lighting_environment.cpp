@@ -5,6 +5,7 @@
 
 #include "effect.h"
 #include "ka/die.h"
+#include "light_distance_field.h"
 #include "lighting_engine.h"
 #include "scene.h"
 #include "scene_viewport.h"
@@ -27,6 +28,54 @@ RasRenLightingEnvironment::~RasRenLightingEnvironment() {
   if (scene_) scene_->removeLightingEnvironment(this);
   clear();
   for (RasRenShadowMap* map : shadowMaps_) map->orphan();
+  for (LightLayerState& layer : layers_)
+    if (layer.binder) layer.binder->orphan();
+}
+
+ka::Ref<ren::LightDistanceField> RasRenLightingEnvironment::createDistanceField(std::string const& name) {
+  RasRen* renderer = scene_ ? scene_->rasRen() : nullptr;
+  return ka::Ref<ren::LightDistanceField>(new RasRenLightDistanceField(this, renderer, name));
+}
+
+void RasRenLightingEnvironment::addLayer(RasRenLightLayerBinder* binder) {
+  binder->setIndex(layers_.size());
+  layers_.push_back({binder, true, binder->getDefaultOrder(), false});
+  layersDirty_ = true;
+}
+
+void RasRenLightingEnvironment::removeLayer(size_t layer) {
+  if (layer == 0 || layer >= layers_.size() || layers_[layer].removed) return;
+  // The entry stays, so that other layers keep their indices.
+  layers_[layer].removed = true;
+  layers_[layer].binder->orphan();
+  layers_[layer].binder = nullptr;
+  for (LightState& light : lights_)
+    if (light.layer == layer) light.layer = 0;
+  layersDirty_ = true;
+}
+
+void RasRenLightingEnvironment::setLayerEnabled(size_t layer, bool enabled) {
+  if (layer < layers_.size()) layers_[layer].enabled = enabled;
+}
+
+void RasRenLightingEnvironment::setLayerOrder(size_t layer, float order) {
+  if (layer >= layers_.size()) return;
+  layers_[layer].order = order;
+  layersDirty_ = true;
+}
+
+void RasRenLightingEnvironment::sortLayers() {
+  sortedLayers_.clear();
+  for (size_t i = 0; i < layers_.size(); ++i)
+    if (!layers_[i].removed) sortedLayers_.push_back(i);
+  std::stable_sort(sortedLayers_.begin(), sortedLayers_.end(),
+                   [this](size_t a, size_t b) { return layers_[a].order < layers_[b].order; });
+  layersDirty_ = false;
+}
+
+void RasRenLightingEnvironment::setLightLayer(size_t index, RasRenLightLayerBinder* layer) {
+  if (layer && layer->environment() != this) ka::die("Invalid light layer provided.  (Wrong environment?)");
+  lights_[index].layer = layer ? layer->index() : 0;
 }
 
 ka::Ref<ren::ShadowMap> RasRenLightingEnvironment::createShadowMap(int depthBits, int width, int height) {
@@ -150,6 +199,14 @@ void RasRenLightingEnvironment::beginViewport(RasRenSceneViewport& viewport) {
   ka::Mat4x4f const& view = viewport.viewMatrix();
   viewAmbientDirection_ = safeNormalize(ka::transformDirection(ambientDirection_, view));
   viewAmbientCentre_ = ka::transformPoint(ambientCentre_, view);
+  if (layersDirty_) sortLayers();
+  for (size_t layer : sortedLayers_)
+    if (layers_[layer].binder) layers_[layer].binder->beginViewport(viewport);
+}
+
+void RasRenLightingEnvironment::endViewport() {
+  for (size_t layer : sortedLayers_)
+    if (layers_[layer].binder) layers_[layer].binder->endViewport();
 }
 
 void RasRenLightingEnvironment::applyAmbient(RasRenEffect& effect, bool useViewSpace) {
@@ -254,36 +311,54 @@ void RasRenLightingEnvironment::applyFog(RasRenEffect& effect, FogState const& f
 }
 
 void RasRenLightingEnvironment::applyLighting(RasRenSceneViewport& viewport) {
-  if (lights_.empty() && fogs_.empty()) return;
+  if (lights_.empty() && fogs_.empty() && layers_.size() == 1) return;
   RasRenLightingEngine& engine = viewport.renderer()->lightingEngine();
-  ka::Ref<RasRenEffect> effect = engine.lightEffect();
-  if (!effect) return;
-  for (LightState const& light : lights_) {
-    if (!light.enabled || light.shape == LS_None) continue;
-    if (light.shadowMap) {
-      light.shadowMap->updateTransform(light.shadowTransform);
-      light.shadowMap->update();
+  ka::Ref<RasRenEffect> lightEffect = engine.lightEffect();
+  if (layersDirty_) sortLayers();
+  for (size_t layer : sortedLayers_) {
+    LightLayerState const& state = layers_[layer];
+    if (!state.enabled) continue;
+    RasRenLightLayerBinder* binder = state.binder.get();
+    RasRenEffect* effect = binder ? binder->beginLayer(viewport) : lightEffect.get();
+    for (LightState const& light : lights_) {
+      if (light.layer != layer || !light.enabled || light.shape == LS_None || !effect) continue;
+      drawLight(*effect, light, binder, viewport);
     }
-    std::string technique = getTechnique(light);
-    if (!effect->hasTechnique(technique)) ka::die("lighting effect not available");
-    effect->selectTechnique(technique);
-    engine.bindGBufferForRead(*effect);
-    applyLight(*effect, light, viewport);
-    if (light.shape == LS_Directional) {
-      viewport.renderPostQuad(*effect, 1.0f);
-    } else {
-      engine.drawVolume(viewport, technique, volumeTransform(light), light.shape);
-    }
+    if (binder) binder->endLayer();
   }
-  if (!effect->hasTechnique("Fog")) return;
+  if (!lightEffect || !lightEffect->hasTechnique("Fog")) return;
   for (FogState const& fog : fogs_) {
     if (!fog.enabled || fog.radius <= 0) continue;
-    effect->selectTechnique("Fog");
-    engine.bindGBufferForRead(*effect);
-    applyFog(*effect, fog, viewport);
-    engine.drawVolume(viewport, "Fog", ka::Mat4x4f::scaleTranslation({fog.radius, fog.radius, fog.radius}, fog.position),
-                      LS_Point);
+    lightEffect->selectTechnique("Fog");
+    engine.bindGBufferForRead(*lightEffect);
+    applyFog(*lightEffect, fog, viewport);
+    engine.drawVolume(viewport, *lightEffect, "Fog",
+                      ka::Mat4x4f::scaleTranslation({fog.radius, fog.radius, fog.radius}, fog.position), LS_Point);
   }
+}
+
+void RasRenLightingEnvironment::drawLight(RasRenEffect& effect, LightState const& light,
+                                          RasRenLightLayerBinder* binder, RasRenSceneViewport& viewport) {
+  RasRenLightingEngine& engine = viewport.renderer()->lightingEngine();
+  if (light.shadowMap) {
+    light.shadowMap->updateTransform(light.shadowTransform);
+    light.shadowMap->update();
+  }
+  std::string technique = getTechnique(light);
+  if (binder) {
+    if (!binder->beginLight(technique)) return;
+  } else {
+    if (!effect.hasTechnique(technique)) ka::die("lighting effect not available");
+    effect.selectTechnique(technique);
+  }
+  engine.bindGBufferForRead(effect);
+  applyLight(effect, light, viewport);
+  if (light.shape == LS_Directional) {
+    viewport.renderPostQuad(effect, 1.0f);
+  } else {
+    engine.drawVolume(viewport, effect, technique, volumeTransform(light), light.shape);
+  }
+  if (binder) binder->endLight();
 }
 
 ka::Mat4x4f RasRenLightingEnvironment::volumeTransform(LightState const& light) {
@@ -304,6 +379,18 @@ ka::Mat4x4f RasRenLightingEnvironment::volumeTransform(LightState const& light) 
       return volume;
     }
   }
+}
+
+void RasRenLightLayerBinder::remove() {
+  if (environment_) environment_->removeLayer(index_);
+}
+
+void RasRenLightLayerBinder::setEnabled(bool enabled) {
+  if (environment_) environment_->setLayerEnabled(index_, enabled);
+}
+
+void RasRenLightLayerBinder::setOrder(float order) {
+  if (environment_) environment_->setLayerOrder(index_, order);
 }
 
 void RasRenLightInstance::remove() {
@@ -352,6 +439,14 @@ void RasRenLightInstance::setShadowTransform(ka::Mat4x4f const& shadowTransform)
 
 void RasRenLightInstance::setShadowMap(ka::RefNoCount<ren::ShadowMap> map) {
   if (environment_) environment_->setLightShadowMap(index_, static_cast<RasRenShadowMap*>(map.get()));
+}
+
+void RasRenLightInstance::setLayer(ka::RefNoCount<ren::LightLayer> layer) {
+  if (!environment_) return;
+  RasRenLightLayerBinder* binder = nullptr;
+  if (auto* field = dynamic_cast<RasRenLightDistanceField*>(layer.get())) binder = field->binder();
+  else if (layer) ka::die("Invalid light layer provided.  (Wrong environment?)");
+  environment_->setLightLayer(index_, binder);
 }
 
 void RasRenLightInstance::setSweepAxis(ka::Vec3<float> const& axis) {

@@ -7,6 +7,7 @@
 
 #include "ka/color.h"
 #include "ka/vecmath.h"
+#include "light_layer.h"
 #include "shadow_map.h"
 #include "vorn/renderer.h"
 
@@ -43,6 +44,8 @@ struct LightState {
   ka::Mat4x4f shadowTransform = ka::Mat4x4f::identity();
   ka::Ref<RasRenShadowMap> shadowMap;
   ka::Ref<Texture const> gobo;
+  // Index into the environment's layers; 0 is the default layer.
+  size_t layer = 0;
   bool enabled = true;
   bool debug = false;
 };
@@ -56,6 +59,14 @@ struct FogState {
   bool enabled = true;
 };
 
+// A layer's place among the environment's: the default one has no binder.
+struct LightLayerState {
+  ka::Ref<RasRenLightLayerBinder> binder;
+  bool enabled = true;
+  float order = 0;
+  bool removed = false;
+};
+
 class RasRenLightingEnvironment : public ren::LightingEnvironment {
  public:
   explicit RasRenLightingEnvironment(RasRenScene* scene);
@@ -63,6 +74,7 @@ class RasRenLightingEnvironment : public ren::LightingEnvironment {
 
   ka::Ref<Texture> createAmbientLookup(ka::Color4f const* four) override;
   ka::Ref<ren::ShadowMap> createShadowMap(int depthBits, int width, int height) override;
+  ka::Ref<ren::LightDistanceField> createDistanceField(std::string const& name) override;
   void setAmbient(ka::Vec3<float> const& direction, ka::Vec3<float> const& centre,
                   ka::RefNoCount<Texture const> lookup) override;
   void clear() override;
@@ -81,14 +93,24 @@ class RasRenLightingEnvironment : public ren::LightingEnvironment {
   void removeLight(size_t index);
   void removeFog(size_t index);
   void setLightShadowMap(size_t index, RasRenShadowMap* map);
+  // A layer of this environment, or null for the default one; another environment's ends the process.
+  void setLightLayer(size_t index, RasRenLightLayerBinder* layer);
+  // A new layer at its binder's default order.
+  void addLayer(RasRenLightLayerBinder* binder);
+  // Its lights go back to the default layer.
+  void removeLayer(size_t layer);
+  void setLayerEnabled(size_t layer, bool enabled);
+  void setLayerOrder(size_t layer, float order);
+  std::vector<LightLayerState> const& layers() const { return layers_; }
   // The map is going.
   void removeShadowMap(RasRenShadowMap* map);
   RasRenScene* scene() const { return scene_; }
 
   // The frame's steps, as the lighting engine runs them.
   void beginViewport(RasRenSceneViewport& viewport);
-  // Every light and then every fog, drawn into the scene colour.
+  // Every light, layer by layer, and then every fog, drawn into the scene colour.
   void applyLighting(RasRenSceneViewport& viewport);
+  void endViewport();
   // "g_LightAmbientDir", "g_LightAmbientCenter" and "g_LightAmbientLookup" on the effect's
   // current technique, in view or world space.
   void applyAmbient(RasRenEffect& effect, bool useViewSpace);
@@ -106,6 +128,10 @@ class RasRenLightingEnvironment : public ren::LightingEnvironment {
   // "light_shadow", its region and matrix for a light with a map; the defaults, which leave
   // everything lit, for one without.
   void applyShadowParams(RasRenEffect& effect, LightState const& light, RasRenSceneViewport& viewport);
+  void sortLayers();
+  // One light with `effect` (the layer's, or "light"), its shadow map brought up to date first.
+  void drawLight(RasRenEffect& effect, LightState const& light, RasRenLightLayerBinder* binder,
+                 RasRenSceneViewport& viewport);
 
   RasRenScene* scene_;
   ka::Vec3<float> ambientDirection_{0, 0, 1}, ambientCentre_{0, 0, 0};
@@ -114,6 +140,10 @@ class RasRenLightingEnvironment : public ren::LightingEnvironment {
   std::vector<LightState> lights_;
   std::vector<FogState> fogs_;
   std::vector<RasRenShadowMap*> shadowMaps_;
+  std::vector<LightLayerState> layers_{LightLayerState{}};
+  // Layer indices by ascending order; remade when an order changes.
+  std::vector<size_t> sortedLayers_{0};
+  bool layersDirty_ = false;
   RasRenLightInstance* primaryLight_ = nullptr;
   RasRenFogInstance* primaryFog_ = nullptr;
 };
@@ -134,6 +164,7 @@ class RasRenLightInstance : public ren::LightInstance {
   void setTransform(ka::Mat4x4f const& transform, ka::Mat4x4f const& shadowTransform) override;
   void setShadowTransform(ka::Mat4x4f const& shadowTransform) override;
   void setShadowMap(ka::RefNoCount<ren::ShadowMap> map) override;
+  void setLayer(ka::RefNoCount<ren::LightLayer> layer) override;
   void setSweepAxis(ka::Vec3<float> const& axis) override;
   void setRadius(float radius) override;
   void setGobo(ka::RefNoCount<Texture const> gobo) override;

@@ -2,10 +2,15 @@
 
 #include <cmath>
 
+#include <filesystem>
+#include <fstream>
+
 #include "ka/logsink.h"
 #include "support/log_lines.h"
 #include "support/picture_file.h"
 #include "support/renderer_fixture.h"
+#include "support/temp_dir.h"
+#include "vorn/rasren_private/light_distance_field.h"
 #include "vorn/rasren_private/effect.h"
 #include "vorn/rasren_private/lighting_engine.h"
 #include "vorn/rasren_private/scene_viewport.h"
@@ -241,6 +246,99 @@ TEST_F(LightingTest, AShadowMapSharedByTwoLightsStaysDirtyAndBadRequestsEndThePr
   EXPECT_DEATH(environment->createShadowMap(8, 512, 512), "Unsupported shadow map depth specified");
   ka::Ref<ren::LightingEnvironment> other = scene->createLightingEnvironment();
   EXPECT_DEATH(other->addLight()->setShadowMap(map), "Attempted assignment of shadow map across lighting environments");
+}
+
+// A field of its own test effects: each light writes 1 over its volume; the resolve paints the
+// material's tint where the field is above a half.
+class DistanceFieldTest : public LightingTest {
+ protected:
+  DistanceFieldTest() {
+    std::filesystem::create_directories(dir.path() + "/shaders");
+    write("ldf_test.json", R"({"effects": [
+        {"name": "ldf_test", "techniques": [
+          {"name": "Point_Fast", "vertex": "light.vs", "pixel": "ldf_test_write.fs",
+           "depth": {"compare": "always"}, "blend": {"enabled": true, "op": "add", "source": "one", "dest": "one"},
+           "rast": {"cullmode": "front"}}]},
+        {"name": "ldf_test_resolve", "techniques": [
+          {"name": "Default", "vertex": "light.vs", "pixel": "ldf_test_resolve.fs", "depth": {"compare": "always"}}]}]})");
+    write("ldf_test_write.fs", "#version 330\nout vec4 o;\nvoid main() { o = vec4(1.0); }\n");
+    write("ldf_test_resolve.fs",
+          "#version 330\nuniform sampler2D u_ldf_result;\nuniform vec4 u_Tint;\nout vec4 o;\n"
+          "void main() {\n  if (texelFetch(u_ldf_result, ivec2(gl_FragCoord.xy), 0).r < 0.5) discard;\n"
+          "  o = u_Tint;\n}\n");
+    fs->mount(dir.path(), "/", true);
+    ren->loadEffects("/shaders/ldf_test.json");
+    addFloor(0.5, 0);
+    bulb->setPosition({64, 64, float(kFloorZ)});
+    bulb->setRadius(20);
+  }
+  void write(std::string const& name, std::string const& text) {
+    std::ofstream(dir.path() + "/shaders/" + name) << text;
+  }
+  Material tinted() {
+    Material material(library.get(), "ldf_test");
+    material.setVec("Tint", {1, 0, 0, 1});
+    return material;
+  }
+  bool red(Bytes const& pixels, int x, int y) { return at(pixels, x, y) == Bytes{255, 0, 0, 255}; }
+
+  TempDir dir;
+  ka::Ref<ren::LightInstance> bulb = environment->addLight();
+  ka::Ref<ren::LightDistanceField> field = environment->createDistanceField("glow");
+  RasRenLightDistanceField& own = static_cast<RasRenLightDistanceField&>(*field);
+};
+
+TEST_F(DistanceFieldTest, ItsLightsDrawIntoTheFieldAndTheResolverPaintsItOnce) {
+  field->setMaterial(tinted());
+  field->getResolver()->setMaterial(tinted());
+  bulb->setLayer(field);
+  presentOneFrame();
+  Bytes pixels = frame();
+  EXPECT_TRUE(red(pixels, 64, 64));
+  EXPECT_TRUE(red(pixels, 74, 64)) << "within the radius";
+  EXPECT_FALSE(red(pixels, 100, 64)) << "beyond it";
+  EXPECT_EQ(own.lightsDrawn(), 1);
+  expectGrey(pixels, 100, 64, 0);  // and not lit as a light of the scene either
+
+  bulb->setLayer(nullptr);  // back in the default layer: a light of the scene again
+  presentOneFrame();
+  EXPECT_FALSE(red(frame(), 64, 64));
+  EXPECT_EQ(own.lightsDrawn(), 0);
+}
+
+TEST_F(DistanceFieldTest, BitDepthSizeAndAMissingMaterialAsDesigned) {
+  bulb->setLayer(field);
+  presentOneFrame();
+  ASSERT_NE(own.target(), nullptr);
+  EXPECT_EQ(own.targetFormat(), TF_R8);
+  field->setBitDepth(16);
+  presentOneFrame();
+  EXPECT_EQ(own.targetFormat(), TF_R8) << "only 32 selects floats";
+  field->setBitDepth(32);
+  presentOneFrame();
+  EXPECT_EQ(own.targetFormat(), TF_R32F);
+
+  ras->resize(96, 64);
+  viewport->setRect({0, 0, 96, 64});
+  presentOneFrame();
+  EXPECT_EQ(own.target()->width(), 96) << "a new size, a new target at the next viewport";
+  EXPECT_EQ(own.target()->height(), 64);
+
+  // Without a material the lights draw nothing and the resolve has no block: nothing red, no fault.
+  field->getResolver()->setMaterial(tinted());
+  presentOneFrame();
+  EXPECT_FALSE(red(frame(), 48, 32));
+
+  field->setMaterial(tinted());
+  field->setAutoHide(true);
+  bulb->setEnabled(false);
+  presentOneFrame();
+  auto const& layers = static_cast<RasRenLightingEnvironment&>(*environment).layers();
+  EXPECT_FALSE(layers.back().enabled) << "auto-hidden: no light in the field";
+
+  ka::Ref<ren::LightingEnvironment> other = scene->createLightingEnvironment();
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(other->addLight()->setLayer(field), "Invalid light layer provided.  \\(Wrong environment\\?\\)");
 }
 
 TEST_F(LightingTest, AmbientLightBlendsGroundHorizonAndSkyByTheNormal) {
