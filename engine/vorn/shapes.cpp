@@ -101,6 +101,33 @@ ka::Ref<Mesh> makeExtrudableIcosahedron(MeshFactory* factory, Material const& ma
   return builder.meshes().empty() ? nullptr : builder.meshes().front();
 }
 
+ka::Ref<RasMeshVertexBuffer> makeBoxVertexBuffer(MeshFactory* factory, ka::AABB const& box) {
+  struct Vertex {
+    ka::Vec3<float> position, normal;
+    float u, v;
+  };
+  static_assert(sizeof(Vertex) == 32);
+  float const low[3] = {box.min.x, box.min.y, box.min.z}, high[3] = {box.max.x, box.max.y, box.max.z};
+  std::array<Vertex, 24> vertices;
+  for (int face = 0; face < 6; ++face) {
+    int axis = face / 2, first = (axis + 1) % 3, second = (axis + 2) % 3;
+    float sign = face % 2 ? -1.0f : 1.0f;
+    for (int corner = 0; corner < 4; ++corner) {
+      int along = corner & 1, across = corner >> 1;  // strip order: (0, 0), (1, 0), (0, 1), (1, 1)
+      float p[3], n[3] = {0, 0, 0};
+      p[axis] = sign > 0 ? high[axis] : low[axis];
+      p[first] = along ? high[first] : low[first];
+      p[second] = across ? high[second] : low[second];
+      n[axis] = sign;
+      vertices[size_t(face * 4 + corner)] = {{p[0], p[1], p[2]}, {n[0], n[1], n[2]}, float(along), float(across)};
+    }
+  }
+  ka::Ref<RasMeshVertexBuffer> buffer =
+      factory->createVertexBuffer(VF_Position3Normal3TexCoord2, vertices.size(), ras::BU_Static, 0);
+  buffer->setBits(vertices.data(), sizeof vertices);
+  return buffer;
+}
+
 ka::Ref<Mesh> makeOpenGLFrustumBox(MeshFactory* factory, Material const& material) {
   MeshBuilder<VertexP3> builder(factory);
   builder.setMaterial(material);

@@ -23,6 +23,10 @@ ka::Ref<Mesh> makeIcosahedron(MeshFactory* factory, Material const& material, fl
 // surface stays closed when it is extruded.
 ka::Ref<Mesh> makeExtrudableIcosahedron(MeshFactory* factory, Material const& material, float radius,
                                         int subdivisions);
+// The box's six faces, one after the other (+x, -x, +y, -y, +z, -z), each as four corners in
+// triangle-strip order with the face's normal and texture coordinates 0 and 1: 24 vertices of the
+// "Position3Normal3TexCoord2" format (32 bytes; no vertex format of this renderer has 48).
+ka::Ref<RasMeshVertexBuffer> makeBoxVertexBuffer(MeshFactory* factory, ka::AABB const& box);
 // The cube from -1 to 1 on every axis, faces counter-clockwise seen from outside.
 ka::Ref<Mesh> makeOpenGLFrustumBox(MeshFactory* factory, Material const& material);
 

@@ -67,4 +67,28 @@ TEST_F(ShapeMeshTest, MeshesHoldTheirTrianglesWithinTheirBounds) {
   EXPECT_EQ(box->getVertexBuffer()->aabbMax(), (ka::Vec3<float>{1, 1, 1}));
 }
 
+TEST_F(ShapeMeshTest, TheBoxBufferHasEachFacesFourCornersOnItsPlaneWithItsNormal) {
+  ka::AABB const box{{-1, 0, 2}, {3, 4, 5}};
+  ka::Ref<RasMeshVertexBuffer> buffer = makeBoxVertexBuffer(ren.get(), box);
+  EXPECT_EQ(buffer->format(), VF_Position3Normal3TexCoord2);
+  EXPECT_EQ(buffer->stride(), 32);
+  EXPECT_EQ(buffer->aabbMin(), box.min);
+  EXPECT_EQ(buffer->aabbMax(), box.max);
+  auto const* vertex = static_cast<float const*>(buffer->map());
+  ASSERT_NE(vertex, nullptr);
+  float const low[3] = {-1, 0, 2}, high[3] = {3, 4, 5};
+  for (int face = 0; face < 6; ++face) {
+    int axis = face / 2;
+    float sign = face % 2 ? -1.0f : 1.0f;
+    std::set<std::pair<float, float>> texture;
+    for (int corner = 0; corner < 4; ++corner, vertex += 8) {
+      EXPECT_EQ(vertex[axis], sign > 0 ? high[axis] : low[axis]) << face << " " << corner;
+      for (int i = 0; i < 3; ++i) EXPECT_EQ(vertex[3 + i], i == axis ? sign : 0.0f) << face << " " << corner;
+      texture.insert({vertex[6], vertex[7]});
+    }
+    EXPECT_EQ(texture, (std::set<std::pair<float, float>>{{0, 0}, {1, 0}, {0, 1}, {1, 1}})) << face;
+  }
+  buffer->unmap();
+}
+
 }  // namespace
