@@ -1,5 +1,6 @@
 // The scene viewer: the renderer's reference scene in a window (drag with the left button to
-// orbit, the wheel to come closer), or, with --png, rendered headless into a picture.
+// orbit, the wheel to come closer) with the profiler's figures in a corner, or, with --png,
+// rendered headless into a picture.
 //   zandor-scene [--png FILE [--size WxH] [--frames N]]
 #include <cmath>
 #include <cstdio>
@@ -18,6 +19,7 @@
 #include "ka/log.h"
 #include "ka/logsink.h"
 #include "ka/system_dirs.h"
+#include "profiler_overlay.h"
 #include "reference_scene.h"
 #include "vorn/egl_headless_context.h"
 #include "vorn/gl_rasterizer_private/gl_rasterizer.h"
@@ -37,7 +39,9 @@ class SceneViewerGame : public Game {
   explicit SceneViewerGame(Platform* platform) : Game(platform) {}
 
   void setup() override {
-    scene_ = std::make_unique<ReferenceScene>(*static_cast<RasRen*>(renderer()), materialLibrary(), 960, 580);
+    auto& renderer = *static_cast<RasRen*>(this->renderer());
+    scene_ = std::make_unique<ReferenceScene>(renderer, materialLibrary(), 960, 580);
+    overlay_ = std::make_unique<ProfilerOverlay>(renderer, materialLibrary(), platform()->getFilesystem());
   }
   void dispatch(UIEvent const& event) override {
     if (!scene_) return;
@@ -61,10 +65,12 @@ class SceneViewerGame : public Game {
   void update(float seconds) override {
     time_ += seconds;
     if (scene_) scene_->setTime(time_);
+    if (overlay_ && platform()->getProfiler()) overlay_->update(seconds, platform()->getProfiler()->profileData());
   }
 
  private:
   std::unique_ptr<ReferenceScene> scene_;
+  std::unique_ptr<ProfilerOverlay> overlay_;
   float yaw_ = 0.6f, pitch_ = 0.3f, distance_ = 12;
   bool dragging_ = false;
   int lastX_ = 0, lastY_ = 0;
