@@ -169,7 +169,7 @@ TEST_F(LightingTest, APointLightFallsOffToNothingAtItsRadius) {
   }
 }
 
-TEST_F(LightingTest, ABoxLightThrowsItsGoboOntoWhatLiesInside) {
+TEST_F(LightingTest, ABoxLightThrowsItsGoboOntoWhatLiesInsideAffineOrProjective) {
   addFloor(0.5, 0);
   // 2 by 2 checker: white where u and v are both below or both above a half.
   ka::Ref<Texture> checker = ren->createTexture(TF_A8R8G8B8, 2, 2, 1, TextureFilter(0), false, 0);
@@ -177,18 +177,41 @@ TEST_F(LightingTest, ABoxLightThrowsItsGoboOntoWhatLiesInside) {
   checker->setBits(0, texels, 0, CUBE_PositiveX);
   ka::Ref<ren::LightInstance> box = environment->addLight();
   box->setDirection({0, 0, -1});
-  // World to the light's cube: x and y from 32 to 96, z from -10 to 0.
-  box->setTransform(ka::mul(ka::Mat4x4f::translation({-64, -64, 5}),
-                            ka::Mat4x4f::scaleTranslation({1 / 32.0f, 1 / 32.0f, 1 / 5.0f}, {0, 0, 0})));
   box->setGobo(checker);
+  // Both reach x and y from 32 to 96 on the floor: a box from z -10 to 0, and a frustum from a
+  // point 10 above the floor whose sides spread 3.2 in 1.
+  ka::Mat4x4f const affine = ka::mul(ka::Mat4x4f::translation({-64, -64, 5}),
+                                     ka::Mat4x4f::scaleTranslation({1 / 32.0f, 1 / 32.0f, 1 / 5.0f}, {0, 0, 0}));
+  ka::Mat4x4f const projective = ka::mul(ka::Mat4x4f::lookAt({64, 64, -5}, {64, 64, 5}, {0, 1, 0}),
+                                         ka::Mat4x4f::perspectiveOpenGL(6.4f, 6.4f, 1, 20));
+  for (auto [transform, shape] : {std::pair{affine, LS_Box}, {projective, LS_ProjectiveBox}}) {
+    box->setTransform(transform);
+    EXPECT_EQ(static_cast<RasRenLightingEnvironment&>(*environment).lights()[0].shape, shape);
+    presentOneFrame();
+    Bytes pixels = frame();
+    expectGrey(pixels, 40, 40, 0.5);
+    expectGrey(pixels, 88, 88, 0.5);
+    expectGrey(pixels, 88, 40, 0);
+    expectGrey(pixels, 40, 88, 0);
+    expectGrey(pixels, 10, 64, 0);  // outside the light
+    expectGrey(pixels, 64, 120, 0);
+  }
+}
+
+TEST_F(LightingTest, ALitMeshWithoutAnEnvironmentIsNotLit) {
+  Material material(library.get(), "lit_solid");
+  material.setVec("Color", {0.5f, 0.5f, 0.5f, 1});
+  MeshBuilder<VertexP3N3> builder(ren.get());
+  builder.setMaterial(material);
+  VertexP3N3 a{{0, 0, -5}, {0, 0, 1}}, b{{128, 0, -5}, {0, 0, 1}}, c{{128, 128, -5}, {0, 0, 1}};
+  builder.addTri(a, b, c);
+  builder.flush();
+  scene->addMesh(builder.meshes().front(), ka::Mat4x4f::identity(), ren::TK_World);
+  ka::Ref<ren::LightInstance> sun = environment->addLight();
+  sun->setDirection({0, 0, -1});
   presentOneFrame();
-  Bytes pixels = frame();
-  expectGrey(pixels, 40, 40, 0.5);
-  expectGrey(pixels, 88, 88, 0.5);
-  expectGrey(pixels, 88, 40, 0);
-  expectGrey(pixels, 40, 88, 0);
-  expectGrey(pixels, 10, 64, 0);  // outside the box
-  expectGrey(pixels, 64, 120, 0);
+  expectGrey(frame(), 100, 20, 0);
+  EXPECT_EQ(ren->lightingEngine().environmentsSeen(), 0u);
 }
 
 TEST_F(LightingTest, AShadowFallsWhereTheOccludersOutlineProjectsWithinAPixel) {
