@@ -154,7 +154,7 @@ double forwardPerFrame(Setup const& setup, int width, int height) {
       }
     }
   }
-  GLuint vao, vbo, colour, depth, fbo;
+  GLuint vao, vbo;
   glGenVertexArrays(1, &vao);
   glBindVertexArray(vao);
   glGenBuffers(1, &vbo);
@@ -168,18 +168,7 @@ double forwardPerFrame(Setup const& setup, int width, int height) {
   glVertexAttribPointer(1, 3, GL_FLOAT, GL_FALSE, 24, reinterpret_cast<void*>(12));
   glEnableVertexAttribArray(0);
   glEnableVertexAttribArray(1);
-  glGenTextures(1, &colour);
-  glBindTexture(GL_TEXTURE_2D, colour);
-  glTexImage2D(GL_TEXTURE_2D, 0, GL_SRGB8_ALPHA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
-  glGenRenderbuffers(1, &depth);
-  glBindRenderbuffer(GL_RENDERBUFFER, depth);
-  glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, width, height);
-  glGenFramebuffers(1, &fbo);
-  glBindFramebuffer(GL_FRAMEBUFFER, fbo);
-  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, colour, 0);
-  glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, depth);
-  glViewport(0, 0, width, height);
-  glEnable(GL_FRAMEBUFFER_SRGB);
+  RawSrgbTarget target(width, height, GL_SRGB8_ALPHA8);
   glEnable(GL_DEPTH_TEST);
   glEnable(GL_CULL_FACE);
   ka::Mat4x4f viewProj = ka::mul(setup.view, projection(width, height));
@@ -220,9 +209,9 @@ double forwardPerFrame(Setup const& setup, int width, int height) {
   run();
   double seconds = timeBest(3, run) / kFrames;
   glDepthMask(GL_TRUE);
-  glDeleteFramebuffers(1, &fbo);
-  glDeleteRenderbuffers(1, &depth);
-  glDeleteTextures(1, &colour);
+  glDisable(GL_CULL_FACE);
+  glDisable(GL_DEPTH_TEST);
+  glDisable(GL_BLEND);
   glDeleteBuffers(1, &vbo);
   glDeleteVertexArrays(1, &vao);
   glDeleteProgram(program);

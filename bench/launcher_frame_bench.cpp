@@ -67,7 +67,7 @@ double plainPerFrame(std::vector<std::vector<unsigned char>> const& pics) {
       "#version 330\nin vec2 p;\nout vec2 uv;\nvoid main() { uv = vec2(p.x, 1.0 - p.y); gl_Position = vec4(p * 2.0 - "
       "1.0, 0, 1); }\n",
       "#version 330\nuniform sampler2D t;\nin vec2 uv;\nout vec4 c;\nvoid main() { c = texture(t, uv).bgra; }\n");
-  GLuint vao, vbo, texture, colour, depth, fbo;
+  GLuint vao, vbo, texture;
   float const quad[] = {0, 0, 1, 0, 0, 1, 1, 1};
   bindRawVertices(program, "p", quad, 8, 2, vao, vbo);
   glGenTextures(1, &texture);
@@ -75,18 +75,7 @@ double plainPerFrame(std::vector<std::vector<unsigned char>> const& pics) {
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
   glTexImage2D(GL_TEXTURE_2D, 0, GL_SRGB8_ALPHA8, kWidth, kHeight, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
-  glGenTextures(1, &colour);
-  glBindTexture(GL_TEXTURE_2D, colour);
-  glTexImage2D(GL_TEXTURE_2D, 0, GL_SRGB8, kWidth, kHeight, 0, GL_RGB, GL_UNSIGNED_BYTE, nullptr);
-  glGenRenderbuffers(1, &depth);
-  glBindRenderbuffer(GL_RENDERBUFFER, depth);
-  glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, kWidth, kHeight);
-  glGenFramebuffers(1, &fbo);
-  glBindFramebuffer(GL_FRAMEBUFFER, fbo);
-  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, colour, 0);
-  glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, depth);
-  glViewport(0, 0, kWidth, kHeight);
-  glEnable(GL_FRAMEBUFFER_SRGB);
+  RawSrgbTarget target(kWidth, kHeight, GL_SRGB8);
   glEnable(GL_BLEND);
   glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
   glDisable(GL_DEPTH_TEST);
@@ -102,10 +91,7 @@ double plainPerFrame(std::vector<std::vector<unsigned char>> const& pics) {
   };
   run();
   double seconds = timeBest(3, run) / kFrames;
-  glDeleteFramebuffers(1, &fbo);
-  glDeleteRenderbuffers(1, &depth);
-  GLuint textures[] = {texture, colour};
-  glDeleteTextures(2, textures);
+  glDeleteTextures(1, &texture);
   glDeleteBuffers(1, &vbo);
   glDeleteVertexArrays(1, &vao);
   glDeleteProgram(program);

@@ -1,19 +1,4 @@
 #version 330
-// The horizontal half of the separable 13-tap Gaussian: four texels of (weight, offset), each
-// offset folding two taps into one bilinear fetch on either side.
-uniform sampler2D u_PostSourceTexture;
-uniform sampler2D u_BlurWeightsTexture;
-in vec2 v_TexCoord;
-out vec4 o_Color;
+#include "bloom_blur.glsl"
 
-void main() {
-  vec2 step = vec2(1.0, 0.0) / vec2(textureSize(u_PostSourceTexture, 0));
-  vec2 centre = texelFetch(u_BlurWeightsTexture, ivec2(0, 0), 0).rg;
-  vec3 sum = texture(u_PostSourceTexture, v_TexCoord).rgb * centre.x;
-  for (int i = 1; i < 4; ++i) {
-    vec2 tap = texelFetch(u_BlurWeightsTexture, ivec2(0, i), 0).rg;
-    sum += (texture(u_PostSourceTexture, v_TexCoord + step * tap.y).rgb +
-            texture(u_PostSourceTexture, v_TexCoord - step * tap.y).rgb) * tap.x;
-  }
-  o_Color = vec4(sum, 1.0);
-}
+void main() { o_Color = blur(vec2(1.0, 0.0)); }

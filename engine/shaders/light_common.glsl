@@ -66,3 +66,39 @@ float shadowFactor(vec3 viewPosition) {
   vec2 uv = p.xy * u_light_shadow_region.xy + u_light_shadow_region.zw;
   return texture(u_light_shadow, vec3(uv, p.z - 0.002));
 }
+
+uniform vec4 u_light_dir;
+uniform vec4 u_light_center_radius;
+uniform vec4 u_light_sweep_axis;
+uniform mat4 u_light_transform;
+uniform sampler2D u_light_gobo;
+
+vec3 directionalLight(Surface s) {
+  return shade(s, -normalize(u_light_dir.xyz), true) * shadowFactor(s.position);
+}
+
+// From `centre`, falling to nothing at the light's radius.
+vec3 lightFrom(Surface s, vec3 centre, bool withSpecular) {
+  vec3 toLight = centre - s.position;
+  float distance = length(toLight);
+  return shade(s, toLight / max(distance, 1e-6), withSpecular) * pointAttenuation(distance, u_light_center_radius.w);
+}
+
+vec3 pointLight(Surface s, bool withSpecular) { return lightFrom(s, u_light_center_radius.xyz, withSpecular); }
+
+// From the nearest point of the segment from the centre along the sweep axis.
+vec3 capsuleLight(Surface s) {
+  vec3 axis = u_light_sweep_axis.xyz;
+  vec3 start = u_light_center_radius.xyz;
+  float along = clamp(dot(s.position - start, axis) / max(dot(axis, axis), 1e-12), 0.0, 1.0);
+  return lightFrom(s, start + axis * along, true);
+}
+
+// What lies inside the light's box (or frustum), through its gobo, where no shadow falls.
+vec3 boxLight(Surface s, bool withSpecular) {
+  vec4 q = u_light_transform * vec4(s.position, 1.0);
+  vec3 inLight = q.xyz / q.w;
+  if (q.w <= 0.0 || any(greaterThan(abs(inLight), vec3(1.0)))) return vec3(0.0);
+  vec3 gobo = texture(u_light_gobo, inLight.xy * 0.5 + 0.5).rgb;
+  return shade(s, -normalize(u_light_dir.xyz), withSpecular) * gobo * shadowFactor(s.position);
+}

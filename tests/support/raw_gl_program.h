@@ -40,3 +40,34 @@ inline void bindRawVertices(GLuint program, char const* name, float const* data,
   glLinkProgram(program);
   glUseProgram(program);
 }
+
+// A frame buffer of one sRGB colour texture (`internalFormat`, GL_SRGB8 or GL_SRGB8_ALPHA8) with
+// depth and stencil, bound, with its viewport and sRGB writes on; deleted with the object.
+class RawSrgbTarget {
+ public:
+  RawSrgbTarget(int width, int height, GLenum internalFormat) {
+    glGenTextures(1, &colour_);
+    glBindTexture(GL_TEXTURE_2D, colour_);
+    GLenum format = internalFormat == GL_SRGB8 ? GL_RGB : GL_RGBA;
+    glTexImage2D(GL_TEXTURE_2D, 0, GLint(internalFormat), width, height, 0, format, GL_UNSIGNED_BYTE, nullptr);
+    glGenRenderbuffers(1, &depth_);
+    glBindRenderbuffer(GL_RENDERBUFFER, depth_);
+    glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, width, height);
+    glGenFramebuffers(1, &framebuffer_);
+    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, colour_, 0);
+    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, depth_);
+    glViewport(0, 0, width, height);
+    glEnable(GL_FRAMEBUFFER_SRGB);
+  }
+  ~RawSrgbTarget() {
+    glDeleteFramebuffers(1, &framebuffer_);
+    glDeleteRenderbuffers(1, &depth_);
+    glDeleteTextures(1, &colour_);
+  }
+  RawSrgbTarget(RawSrgbTarget const&) = delete;
+  RawSrgbTarget& operator=(RawSrgbTarget const&) = delete;
+
+ private:
+  GLuint colour_ = 0, depth_ = 0, framebuffer_ = 0;
+};

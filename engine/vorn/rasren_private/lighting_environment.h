@@ -148,11 +148,25 @@ class RasRenLightingEnvironment : public ren::LightingEnvironment {
   RasRenFogInstance* primaryFog_ = nullptr;
 };
 
-// Holds its index in its environment and forwards each setter there.
-class RasRenLightInstance : public ren::LightInstance {
+// A light's or a fog's place in its environment, through which their setters reach their state.
+class RasRenEnvironmentEntry {
  public:
-  RasRenLightInstance(RasRenLightingEnvironment* environment, size_t index)
+  RasRenEnvironmentEntry(RasRenLightingEnvironment* environment, size_t index)
       : environment_(environment), index_(index) {}
+  void setIndex(size_t index) { index_ = index; }
+  size_t index() const { return index_; }
+  // The environment let it go: setters do nothing.
+  void orphan() { environment_ = nullptr; }
+  RasRenLightingEnvironment* environment() const { return environment_; }
+
+ protected:
+  RasRenLightingEnvironment* environment_;
+  size_t index_;
+};
+
+class RasRenLightInstance : public ren::LightInstance, public RasRenEnvironmentEntry {
+ public:
+  using RasRenEnvironmentEntry::RasRenEnvironmentEntry;
 
   void remove() override;
   void setEnabled(bool enabled) override;
@@ -170,25 +184,16 @@ class RasRenLightInstance : public ren::LightInstance {
   void setGobo(ka::RefNoCount<Texture const> gobo) override;
   void setDebug(bool debug) override;
 
-  void setIndex(size_t index) { index_ = index; }
-  size_t index() const { return index_; }
-  // The environment let it go: setters do nothing.
-  void orphan() { environment_ = nullptr; }
-  RasRenLightingEnvironment* environment() const { return environment_; }
-
  private:
   template <class Change>
   void change(Change const& apply) {
     if (environment_) apply(environment_->light(index_));
   }
-
-  RasRenLightingEnvironment* environment_;
-  size_t index_;
 };
 
-class RasRenFogInstance : public ren::FogInstance {
+class RasRenFogInstance : public ren::FogInstance, public RasRenEnvironmentEntry {
  public:
-  RasRenFogInstance(RasRenLightingEnvironment* environment, size_t index) : environment_(environment), index_(index) {}
+  using RasRenEnvironmentEntry::RasRenEnvironmentEntry;
 
   void remove() override;
   void setEnabled(bool enabled) override;
@@ -197,19 +202,11 @@ class RasRenFogInstance : public ren::FogInstance {
   void setPosition(ka::Vec3<float> const& position) override;
   void setRadius(float radius) override;
 
-  void setIndex(size_t index) { index_ = index; }
-  size_t index() const { return index_; }
-  void orphan() { environment_ = nullptr; }
-  RasRenLightingEnvironment* environment() const { return environment_; }
-
  private:
   template <class Change>
   void change(Change const& apply) {
     if (environment_) apply(environment_->fog(index_));
   }
-
-  RasRenLightingEnvironment* environment_;
-  size_t index_;
 };
 
 }  // namespace vorn
