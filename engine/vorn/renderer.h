@@ -36,6 +36,19 @@ enum TransformKind : int {
   TK_Hidden = 4,
 };
 
+// Debug views of a scene viewport, for engine programmers; they never change a normal frame.
+enum Visualization : int {
+  VIS_None = 0,
+  VIS_PrelightWireframe = 1,  // lit meshes' "PrelightWireframe" technique, where an effect has one
+  VIS_GBuffer = 5,            // the four G-buffer attachments in the four quarters
+  VIS_Material = 6,           // albedo
+  VIS_Normal = 7,             // the encoded normals
+  VIS_Depth = 8,              // linear depth, near bright
+  VIS_HdrDownsample = 10,     // the smallest downsampled scene in the bottom left corner
+  VIS_NoBloom = 11,
+  VIS_Bloom = 12,             // the bloom in the bottom right corner
+};
+
 // Stored for the renderer's users; nothing draws differently by it yet.
 using RenderQuality = int;
 
@@ -278,6 +291,7 @@ class SceneViewport : public virtual Viewport {
   virtual void setRect(ka::Rect<int> const& rect) = 0;
   // Null draws straight into the window again.
   virtual void setRenderChain(ka::RefNoCount<RenderChain> chain) = 0;
+  virtual void setVisualization(Visualization visualization) = 0;
 };
 
 class Renderer {

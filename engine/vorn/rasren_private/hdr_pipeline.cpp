@@ -114,12 +114,12 @@ void RasRenHdrPipeline::apply(float timeMs) {
   // side of 256 or less) that is also the last, which the luminance reads.
   measureLuminance();
   ras::RenderTarget* first = downsampleChain_.front().get();
-  if (visualization_ == 10) {
+  if (visualization_ == ren::VIS_HdrDownsample) {
     if (!debugTarget_)
       debugTarget_ = chain_->makeColourTarget(downsampleChain_.back()->width(), downsampleChain_.back()->height());
     chain_->renderPostQuad("Default", source, debugTarget_, kWholeScreen);
   }
-  if (visualization_ == 11) {
+  if (visualization_ == ren::VIS_NoBloom) {
     rasterizer_->setRenderTarget(blurTarget_);
     rasterizer_->clear(ras::CLEAR_Color, {0, 0, 0, 0}, 1.0f, 0);
   } else {
@@ -194,9 +194,9 @@ void RasRenHdrPipeline::composeScene(ka::RefNoCount<ras::RenderTarget> target) {
     technique.program()->textureBlock()->setTexture(slots_[SLOT_Bloom], blurTarget_->getTexture(0));
   });
   // The debug views: the bloom and the smallest downsampled picture in the bottom corners.
-  if (visualization_ == 10 && debugTarget_)
+  if (visualization_ == ren::VIS_HdrDownsample && debugTarget_)
     chain_->renderPostQuad("Default", debugTarget_->getTexture(0), target, {-1, -1, 0.5f, 0.5f});
-  if (visualization_ == 12)
+  if (visualization_ == ren::VIS_Bloom)
     chain_->renderPostQuad("Default", blurTarget_->getTexture(0), target, {0.5f, -1, 0.5f, 0.5f});
 }
 

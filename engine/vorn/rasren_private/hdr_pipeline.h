@@ -38,7 +38,7 @@ class RasRenHdrPipeline : public ka::Counted {
   void apply(float timeMs);
   // The tone-mapped scene with its bloom, into `target`.
   void composeScene(ka::RefNoCount<ras::RenderTarget> target);
-  // 10: the smallest downsampled picture in a corner; 11: no bloom.
+  // One of the HDR debug views of ren::Visualization, or none.
   void setVisualization(int visualization) { visualization_ = visualization; }
 
   float targetLuminance() const { return targetLuminance_; }

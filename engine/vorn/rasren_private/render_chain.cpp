@@ -173,14 +173,15 @@ ka::Ref<ras::RenderTarget> RasRenRenderChain::frameTarget() const {
 
 void RasRenRenderChain::endFrame() {
   if (!gBuffer_ || !resultTarget_) return;
-  if (visualization_ >= VIS_GBuffer && visualization_ <= VIS_Depth) {
-    if (visualization_ == VIS_GBuffer) {
+  // Debug views that end the frame early with a G-buffer attachment.
+  if (visualization_ >= ren::VIS_GBuffer && visualization_ <= ren::VIS_Depth) {
+    if (visualization_ == ren::VIS_GBuffer) {
       for (int i = 0; i < kGBufferAttachments; ++i)
         renderPostQuad("Default", gBuffer_->getTexture(i), resultTarget_, kQuadrants[i]);
     } else {
-      int attachment = visualization_ == VIS_Material ? 1 : visualization_ == VIS_Normal ? 3 : 2;
-      renderPostQuad(visualization_ == VIS_Depth ? "PostCopyDepthViz" : "Default", gBuffer_->getTexture(attachment),
-                     resultTarget_, kWholeScreen);
+      int attachment = visualization_ == ren::VIS_Material ? 1 : visualization_ == ren::VIS_Normal ? 3 : 2;
+      char const* technique = visualization_ == ren::VIS_Depth ? "PostCopyDepthViz" : "Default";
+      renderPostQuad(technique, gBuffer_->getTexture(attachment), resultTarget_, kWholeScreen);
     }
     return;
   }

@@ -23,9 +23,6 @@ class RasRenRenderChain : public ren::RenderChain {
  public:
   // Called after the source is set and before the draw, to bind what else a pass reads.
   using PassSetup = std::function<void(RasRenTechnique&)>;
-  // Debug views that end the frame early with a G-buffer attachment.
-  enum Visualization { VIS_None = 0, VIS_GBuffer = 5, VIS_Material = 6, VIS_Normal = 7, VIS_Depth = 8 };
-
   RasRenRenderChain(RasRen* renderer, RasRenSceneViewport* viewport, float scale, bool hdr,
                     ka::RefNoCount<Texture const> exposureWeighting);
   ~RasRenRenderChain() override;

@@ -39,7 +39,15 @@ void RasRenSceneViewport::setRenderChain(ka::RefNoCount<ren::RenderChain> chain)
   auto* own = static_cast<RasRenRenderChain*>(chain.get());
   if (chain_ && chain_.get() != own) chain_->detachViewport();
   chain_ = own;
-  if (chain_) chain_->rebuildGBuffer();
+  if (chain_) {
+    chain_->rebuildGBuffer();
+    chain_->setVisualization(visualization_);
+  }
+}
+
+void RasRenSceneViewport::setVisualization(ren::Visualization visualization) {
+  visualization_ = visualization;
+  if (chain_) chain_->setVisualization(visualization);
 }
 
 void RasRenSceneViewport::setScene(ka::RefNoCount<ren::Scene> scene) {

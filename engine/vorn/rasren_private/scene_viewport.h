@@ -28,6 +28,7 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   void setRect(ka::Rect<int> const& rect) override;
   // Counted here, unlike in the chain's pointer back, so that neither can outlive what it uses.
   void setRenderChain(ka::RefNoCount<ren::RenderChain> chain) override;
+  void setVisualization(ren::Visualization visualization) override;
   RasRenRenderChain* renderChain() const { return chain_.get(); }
 
   ka::Rect<int> rect() const override { return rect_; }

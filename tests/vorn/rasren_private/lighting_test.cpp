@@ -198,6 +198,21 @@ TEST_F(LightingTest, ABoxLightThrowsItsGoboOntoWhatLiesInsideAffineOrProjective)
   }
 }
 
+TEST_F(LightingTest, DebugViewsShowTheGBuffersAttachments) {
+  addFloor(0.5, 0);
+  // Albedo 0.5 shows as itself; the normal (0, 0, 1) is stored as the middle of both
+  // octahedral coordinates, 32768 = 128 and 0 a coordinate, copied out through the sRGB target.
+  viewport->setVisualization(ren::VIS_Material);
+  presentOneFrame();
+  expectGrey(frame(), 64, 64, 0.5);
+  viewport->setVisualization(ren::VIS_Normal);
+  presentOneFrame();
+  EXPECT_EQ(at(frame(), 64, 64), (Bytes{188, 0, 188, 255}));
+  viewport->setVisualization(ren::VIS_None);
+  presentOneFrame();
+  expectGrey(frame(), 64, 64, 0);
+}
+
 TEST_F(LightingTest, ALitMeshWithoutAnEnvironmentIsNotLit) {
   Material material(library.get(), "lit_solid");
   material.setVec("Color", {0.5f, 0.5f, 0.5f, 1});
