@@ -54,6 +54,8 @@ void RasRenSceneViewport::setScene(ka::RefNoCount<ren::Scene> scene) {
   scene_ = static_cast<RasRenScene*>(scene.get());
   MaterialBindingTable* table = renderer_->rasterizer()->getBindingTable();
   for (int slot = 0; slot < SLOT_Count; ++slot) slots_[slot] = scene_ ? int(table->getSlot(kSlotNames[slot])) : -1;
+  colourSlot_ = int(table->getSlot("Color"));
+  posAndScaleSlot_ = int(table->getSlot("PosAndScale"));
 }
 
 void RasRenSceneViewport::setViewMatrix(ka::Mat4x4f const& view) {
@@ -185,6 +187,19 @@ void RasRenSceneViewport::renderBackgroundSkybox() {
   renderPostQuad(*effect, 1.0f);
 }
 
+void RasRenSceneViewport::renderPostQuad(std::string const& effectName, std::string_view technique,
+                                         ka::RefNoCount<Texture const> texture, ka::Color4f const& colour,
+                                         float depth) {
+  ka::Ref<RasRenEffect> effect = renderer_->getRasRenEffect(effectName, false);
+  std::string_view name = technique.empty() ? std::string_view("Default") : technique;
+  if (!effect || !effect->hasTechnique(name)) return;
+  RasRenTechnique* pass = effect->selectTechnique(name);
+  if (!pass->program()) return;
+  pass->program()->textureBlock()->setTexture(slots_[SLOT_PostSourceTexture], renderer_->getRasterizerTexture(texture));
+  pass->program()->parameterBlock()->setVector(colourSlot_, {colour.r, colour.g, colour.b, colour.a});
+  renderPostQuad(*effect, depth);
+}
+
 void RasRenSceneViewport::renderPostQuad(RasRenEffect& effect, float depth) {
   RasRenTechnique* technique = effect.currentTechnique();
   if (!technique || !technique->program()) return;
@@ -197,6 +212,8 @@ void RasRenSceneViewport::renderPostQuad(RasRenEffect& effect, float depth) {
   ka::Mat4x4f placed = ka::mul(ka::Mat4x4f::scaleTranslation({2, 2, 1}, {-1, -1, depth}), getDefaultViewProj());
   ras::HalParameterBlock* parameters = technique->program()->parameterBlock();
   parameters->setMatrix(slots_[SLOT_WorldViewProjTransform], placed);
+  // For the post effect's shaders, which place the quad by a clip-space rectangle.
+  parameters->setVector(posAndScaleSlot_, {-1, -1, 2, 2});
   technique->begin();
   if (indices) {
     rasterizer->drawIndexedPrimitive(PRIM_Triangles, 0, 0, 4, 0, 2);

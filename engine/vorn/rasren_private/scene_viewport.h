@@ -55,6 +55,10 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   // The unit quad over the whole rectangle at `depth` (clip space), with the effect's current
   // technique.
   void renderPostQuad(RasRenEffect& effect, float depth);
+  // The same with the named effect's technique, reading `texture` ("PostSourceTexture") tinted by
+  // `colour` ("Color"); nothing when either is absent.
+  void renderPostQuad(std::string const& effectName, std::string_view technique,
+                      ka::RefNoCount<Texture const> texture, ka::Color4f const& colour, float depth);
 
   RasRen* renderer() const { return renderer_; }
   ka::Mat4x4f const& viewMatrix() const { return view_; }
@@ -107,6 +111,7 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   ka::Ref<Texture const> skybox_;
   ka::Quatf skyboxRotation_ = ka::Quatf::identity();
   int slots_[SLOT_Count];
+  int colourSlot_ = -1, posAndScaleSlot_ = -1;
   // Kept between frames so that filling them allocates nothing once they have grown.
   ka::Ref<RasRenRenderChain> chain_;
   std::vector<RasRenDrawCall*> calls_, overlay_, lit_, solidUnlit_, transparentHdr_, transparentNoHdr_;

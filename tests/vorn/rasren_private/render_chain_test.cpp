@@ -156,6 +156,22 @@ TEST_F(RenderChainTest, AChainOutlivesItsViewportAndAViewportWithoutOneDrawsStra
   chainOf(chain).endFrame();
 }
 
+TEST_F(RenderChainTest, AViewportDrawsANamedPostTechniqueOverItsRectangle) {
+  fillBackBuffer({0, 0, 0, 1});
+  ka::Ref<Texture> white = ren->createTexture(TF_A8R8G8B8, 1, 1, 1, TF_AllLinear, false, 0);
+  uint32_t texel = 0xffffffffu;
+  white->setBits(0, &texel, 0, CUBE_PositiveX);
+  auto& own = static_cast<RasRenSceneViewport&>(*viewport);
+  ras->beginScene();
+  own.renderPostQuad("Post", "NoSuchTechnique", white, {1, 1, 1, 1}, 0);
+  own.renderPostQuad("NoSuchEffect", "", white, {1, 1, 1, 1}, 0);
+  EXPECT_EQ(at(frame(), 64, 64), (Bytes{0, 0, 0, 255})) << "absent: nothing drawn";
+  own.renderPostQuad("Post", "", white, {1, 1, 1, 1}, 0);
+  ras->endScene();
+  EXPECT_EQ(at(frame(), 64, 64), (Bytes{255, 255, 255, 255}));
+  EXPECT_EQ(at(frame(), 0, 127), (Bytes{255, 255, 255, 255}));
+}
+
 TEST_F(RenderChainTest, PicturesInPictureAreDrawnOverTheResultInPixelsFromTheTop) {
   fillScene({0, 0, 0, 1}, {0, 0, 0, 1});
   ka::Ref<ren::RenderChain> chain = ren->createRenderChain(viewport, 1.0f, false, nullptr);
