@@ -117,13 +117,70 @@ void RasRenLightingEngine::lightSolid(RasRenDrawCall const& call) {
 }
 
 void RasRenLightingEngine::lightTransparent(RasRenDrawCall const& call) {
-  if (!call.environment) return;
   noteEnvironment(call);
   if (call.effect.get() == lastEffect_ && call.environment == lastEnvironment_) return;
   lastEffect_ = call.effect.get();
   lastEnvironment_ = call.environment;
-  call.environment->applyTransparent(*call.effect);
+  if (call.environment) {
+    call.environment->applyTransparent(*call.effect);
+  } else if (call.effect->lit()) {
+    // Lit, but by nothing: not by what the effect was last given for another mesh.
+    resetTransparent(*call.effect);
+  }
   setDepthRange(*call.effect);
+}
+
+namespace {
+
+ras::HalParameterBlock* currentParameters(RasRenEffect& effect) {
+  RasRenTechnique* technique = effect.currentTechnique();
+  return technique && technique->program() ? technique->program()->parameterBlock() : nullptr;
+}
+
+}  // namespace
+
+void RasRenLightingEngine::resetAmbient(RasRenEffect& effect) {
+  ras::HalParameterBlock* parameters = currentParameters(effect);
+  if (!parameters) return;
+  parameters->setVector(slots_[SLOT_g_LightAmbientDir], {0, 0, 1, 1});
+  parameters->setVector(slots_[SLOT_g_LightAmbientCenter], {0, 0, 0, 1});
+  effect.currentTechnique()->program()->textureBlock()->setTexture(slots_[SLOT_g_LightAmbientLookup],
+                                                                   defaultAmbientLookup());
+}
+
+void RasRenLightingEngine::resetLight(RasRenEffect& effect) {
+  ras::HalParameterBlock* parameters = currentParameters(effect);
+  if (!parameters) return;
+  parameters->setVector(slots_[SLOT_light_diffuse], {0, 0, 0, 0});
+  parameters->setVector(slots_[SLOT_light_specular_color], {0, 0, 0, 0});
+  effect.currentTechnique()->program()->textureBlock()->setTexture(slots_[SLOT_light_gobo], defaultGobo());
+  resetShadowParams(effect);
+}
+
+void RasRenLightingEngine::resetFog(RasRenEffect& effect) {
+  ras::HalParameterBlock* parameters = currentParameters(effect);
+  if (!parameters) return;
+  parameters->setVector(slots_[SLOT_light_fog_density], {0, 0, 0, 0});
+  parameters->setVector(slots_[SLOT_light_fog_color], {0, 0, 0, 0});
+}
+
+void RasRenLightingEngine::resetShadowParams(RasRenEffect& effect) {
+  ras::HalParameterBlock* parameters = currentParameters(effect);
+  if (!parameters) return;
+  effect.currentTechnique()->program()->textureBlock()->setTexture(slots_[SLOT_light_shadow], defaultShadowMap());
+  parameters->setVector(slots_[SLOT_light_shadow_region], {1, 1, 0, 0});
+  // Every point to the map's centre at depth one half, which the default map (depth 1) leaves lit.
+  ka::Mat4x4f toCentre;
+  for (auto& row : toCentre.m)
+    for (float& value : row) value = 0;
+  toCentre.m[3][3] = 1;
+  parameters->setMatrix(shadowMatrixSlot_, toCentre);
+}
+
+void RasRenLightingEngine::resetTransparent(RasRenEffect& effect) {
+  resetAmbient(effect);
+  resetLight(effect);
+  resetFog(effect);
 }
 
 void RasRenLightingEngine::endSolid() {

@@ -63,6 +63,14 @@ class RasRenLightingEngine {
   void endSolid();
   void endViewport();
 
+  // Neutral values on the effect's current technique, so that it keeps nothing of an earlier
+  // environment: no ambient light, no light, no fog, no shadow (the default map), or all of them.
+  void resetAmbient(RasRenEffect& effect);
+  void resetLight(RasRenEffect& effect);
+  void resetFog(RasRenEffect& effect);
+  void resetShadowParams(RasRenEffect& effect);
+  void resetTransparent(RasRenEffect& effect);
+
   // Two by two texels of sky, horizon, ground and an unused fourth colour, linear floats.
   ka::Ref<Texture> createAmbientLookup(ka::Color4f const* four);
   Texture const* defaultAmbientLookup();

@@ -228,8 +228,17 @@ void RasRenLightingEnvironment::applyTransparent(RasRenEffect& effect) {
   applyAmbient(effect, true);
   RasRenSceneViewport* viewport = scene_ && scene_->rasRen() ? scene_->rasRen()->lightingEngine().viewport() : nullptr;
   if (!viewport) return;
-  if (primaryLight_) applyLight(effect, lights_[primaryLight_->index()], *viewport);
-  if (primaryFog_) applyFog(effect, fogs_[primaryFog_->index()], *viewport);
+  RasRenLightingEngine& engine = viewport->renderer()->lightingEngine();
+  if (primaryLight_) {
+    applyLight(effect, lights_[primaryLight_->index()], *viewport);
+  } else {
+    engine.resetLight(effect);
+  }
+  if (primaryFog_) {
+    applyFog(effect, fogs_[primaryFog_->index()], *viewport);
+  } else {
+    engine.resetFog(effect);
+  }
 }
 
 void RasRenLightingEnvironment::applyLight(RasRenEffect& effect, LightState const& light,
@@ -276,25 +285,19 @@ void RasRenLightingEnvironment::applyLight(RasRenEffect& effect, LightState cons
 
 void RasRenLightingEnvironment::applyShadowParams(RasRenEffect& effect, LightState const& light,
                                                   RasRenSceneViewport& viewport) {
-  RasRenTechnique* technique = effect.currentTechnique();
   RasRenLightingEngine& engine = viewport.renderer()->lightingEngine();
-  ras::HalParameterBlock* parameters = technique->program()->parameterBlock();
   ka::Ref<Texture> map = light.shadowMap ? light.shadowMap->getTexture() : nullptr;
-  technique->program()->textureBlock()->setTexture(engine.slot(RasRenLightingEngine::SLOT_light_shadow),
-                                                   map ? map.get() : engine.defaultShadowMap());
+  if (!map) {
+    engine.resetShadowParams(effect);
+    return;
+  }
+  RasRenTechnique* technique = effect.currentTechnique();
+  ras::HalParameterBlock* parameters = technique->program()->parameterBlock();
+  technique->program()->textureBlock()->setTexture(engine.slot(RasRenLightingEngine::SLOT_light_shadow), map);
   // The whole map: its region in a shared atlas would go here.
   parameters->setVector(engine.slot(RasRenLightingEngine::SLOT_light_shadow_region), {1, 1, 0, 0});
-  // View space to the shadow map's clip cube; without a map, everything to its centre, which the
-  // default map (depth 1) leaves lit.
-  ka::Mat4x4f toShadow = ka::Mat4x4f::identity();
-  if (map) {
-    toShadow = ka::mul(viewport.viewMatrix().inverse3x4(), light.shadowTransform);
-  } else {
-    for (auto& row : toShadow.m)
-      for (float& value : row) value = 0;
-    toShadow.m[3][3] = 1;
-  }
-  parameters->setMatrix(engine.shadowMatrixSlot(), toShadow);
+  // View space to the shadow map's clip cube.
+  parameters->setMatrix(engine.shadowMatrixSlot(), ka::mul(viewport.viewMatrix().inverse3x4(), light.shadowTransform));
 }
 
 void RasRenLightingEnvironment::applyFog(RasRenEffect& effect, FogState const& fog, RasRenSceneViewport& viewport) {
