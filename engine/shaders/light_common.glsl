@@ -17,12 +17,13 @@ struct Surface {
   float specular;
 };
 
-// The view-space point of this pixel: on the ray through it, where its stored depth says.
-Surface readSurface() {
-  ivec2 texel = ivec2(gl_FragCoord.xy);
+// The view-space point at a G-buffer pixel (its centre's coordinates): on the ray through it,
+// where its stored depth says.
+Surface readSurfaceAt(vec2 pixel) {
+  ivec2 texel = ivec2(pixel);
   Surface s;
   float d = decodeDepth(texelFetch(u_GBufferDepth, texel, 0).r);
-  vec2 ndc = (gl_FragCoord.xy - u_light_view_rect.xy) * u_light_view_rect.zw * 2.0 - 1.0;
+  vec2 ndc = (pixel - u_light_view_rect.xy) * u_light_view_rect.zw * 2.0 - 1.0;
   vec4 nearPoint = u_light_inverse_projection * vec4(ndc, -1.0, 1.0);
   vec4 farPoint = u_light_inverse_projection * vec4(ndc, 1.0, 1.0);
   nearPoint /= nearPoint.w;
@@ -34,6 +35,8 @@ Surface readSurface() {
   s.specular = material.a;
   return s;
 }
+
+Surface readSurface() { return readSurfaceAt(gl_FragCoord.xy); }
 
 // Lambert and Blinn-Phong for the unit vector towards the light.
 vec3 shade(Surface s, vec3 toLight, bool withSpecular) {

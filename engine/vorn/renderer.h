@@ -130,7 +130,8 @@ class TextInstance : public SceneInstance {
 class ShadowMap : public ka::Counted {
  public:
   virtual ka::Ref<Texture> getTexture() = 0;
-  // Fitting to what the camera sees through the G-buffer; kept as a setting, not drawn yet.
+  // Measures each frame, from the G-buffer, the region of the map that the camera's surfaces fall
+  // in, for shaders that fit the map to it; the shipped ones use the whole map.
   virtual void setFeedbackFitting(bool on) = 0;
 };
 

@@ -6,6 +6,8 @@
 #include "lighting_environment.h"
 #include "render_chain.h"
 #include "scene_viewport.h"
+#include "shadow_map.h"
+#include "ka/die.h"
 #include "vorn/rasren.h"
 #include "vorn/shapes.h"
 
@@ -213,6 +215,43 @@ void RasRenLightingEngine::bindGBufferForRead(RasRenEffect& effect) {
                                         1.0f / float(std::max(rect.width(), 1)),
                                         1.0f / float(std::max(rect.height(), 1))});
   parameters->setMatrix(inverseProjectionSlot_, viewport_->projectionMatrix().inverse());
+}
+
+void RasRenLightingEngine::getShadowMapFeedbackRegion(RasRenShadowMap& map, RasRenSceneViewport& viewport,
+                                                      ka::Mat4x4f const& shadowTransform) {
+  RasRenRenderChain* chain = viewport.renderChain();
+  ka::Ref<RasRenEffect> effect = lightEffect();
+  if (!chain || !chain->gBuffer() || !map.feedbackTarget() || !effect || !effect->hasTechnique("ShadowMapFeedback"))
+    return;
+  ras::Rasterizer* rasterizer = renderer_->rasterizer();
+  ka::Rect<int> rect = chain->scaledViewportRect();
+  int width = (rect.width() + 3) / 4, height = (rect.height() + 3) / 4;
+  if (feedbackReductions_.empty() || feedbackReductions_[0]->width() != width ||
+      feedbackReductions_[0]->height() != height) {
+    feedbackReductions_.clear();
+    TextureFormat format = TF_RGBA32F;
+    bool srgb = false;
+    for (int w = width, h = height;; w = (w + 3) / 4, h = (h + 3) / 4) {
+      feedbackReductions_.push_back(rasterizer->createRenderTarget(1, &format, &srgb, TF_D0, std::max(w, 1),
+                                                                   std::max(h, 1), 1, TextureFilter(0)));
+      if (w <= 1 && h <= 1) break;
+    }
+  }
+  ka::Ref<ras::RenderTarget> previous = rasterizer->setRenderTarget(chain->gBuffer());
+  constexpr ka::Vec4<float> kWhole{-1, -1, 2, 2};
+  effect->selectTechnique("ShadowMapFeedback");
+  bindGBufferForRead(*effect);
+  effect->currentTechnique()->program()->parameterBlock()->setMatrix(
+      shadowMatrixSlot_, ka::mul(viewport.viewMatrix().inverse3x4(), shadowTransform));
+  chain->renderPostQuad(*effect, "ShadowMapFeedback", nullptr, feedbackReductions_[0], kWhole);
+  if (!effect->hasTechnique("ShadowMapReduce")) ka::die("Failed selecting shadowmap downsample technique");
+  for (size_t i = 1; i < feedbackReductions_.size(); ++i)
+    chain->renderPostQuad(*effect, "ShadowMapReduce", feedbackReductions_[i - 1]->getTexture(0),
+                          feedbackReductions_[i], kWhole);
+  if (!effect->hasTechnique("ShadowMapFixup")) ka::die("Failed selecting shadowmap fixup technique");
+  chain->renderPostQuad(*effect, "ShadowMapFixup", feedbackReductions_.back()->getTexture(0), map.feedbackTarget(),
+                        kWhole);
+  rasterizer->setRenderTarget(previous);
 }
 
 void RasRenLightingEngine::drawVolume(RasRenSceneViewport& viewport, RasRenEffect& effect, std::string_view technique,

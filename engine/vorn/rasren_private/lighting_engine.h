@@ -17,6 +17,7 @@ class RasRen;
 class RasRenEffect;
 class RasRenLightingEnvironment;
 class RasRenSceneViewport;
+class RasRenShadowMap;
 
 class RasRenLightingEngine {
  public:
@@ -85,6 +86,11 @@ class RasRenLightingEngine {
   void drawVolume(RasRenSceneViewport& viewport, RasRenEffect& effect, std::string_view technique,
                   ka::Mat4x4f const& world, int shape);
 
+  // Where the surfaces the viewport sees fall in the map's clip space (min x, min y, max x, max y),
+  // reduced on the GPU into the map's feedback target, for shaders that fit the map to it.
+  void getShadowMapFeedbackRegion(RasRenShadowMap& map, RasRenSceneViewport& viewport,
+                                  ka::Mat4x4f const& shadowTransform);
+
   int slot(Slot s) const { return slots_[s]; }
   RasRenSceneViewport* viewport() const { return viewport_; }
   size_t environmentsSeen() const { return environments_.size(); }
@@ -105,6 +111,8 @@ class RasRenLightingEngine {
   // The light effect's own: where the viewport lies in the G-buffer, and how to unproject.
   int viewRectSlot_, inverseProjectionSlot_, shadowMatrixSlot_;
   ka::Ref<ras::RenderTarget> defaultShadowMap_;
+  // The feedback and its reductions by 4, down to one texel; remade for another viewport size.
+  std::vector<ka::Ref<ras::RenderTarget>> feedbackReductions_;
 };
 
 }  // namespace vorn

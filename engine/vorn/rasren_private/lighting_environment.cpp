@@ -345,6 +345,8 @@ void RasRenLightingEnvironment::drawLight(RasRenEffect& effect, LightState const
   RasRenLightingEngine& engine = viewport.renderer()->lightingEngine();
   if (light.shadowMap) {
     light.shadowMap->updateTransform(light.shadowTransform);
+    if (light.shadowMap->hasFeedbackTarget())
+      engine.getShadowMapFeedbackRegion(*light.shadowMap, viewport, light.shadowTransform);
     light.shadowMap->update();
   }
   std::string technique = getTechnique(light);

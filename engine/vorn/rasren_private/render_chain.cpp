@@ -106,9 +106,16 @@ int RasRenRenderChain::addPip(ka::Rect<int> const& rect, ka::RefNoCount<Texture 
 void RasRenRenderChain::renderPostQuad(std::string_view technique, ka::RefNoCount<Texture const> texture,
                                        ka::RefNoCount<ras::RenderTarget> target, ka::Vec4<float> const& rect,
                                        PassSetup const& setup) {
-  if (!postEffect_ || !target) return;
-  if (!postEffect_->hasTechnique(technique.empty() ? std::string_view("Default") : technique)) return;
-  RasRenTechnique* pass = postEffect_->selectTechnique(technique);
+  if (postEffect_) renderPostQuad(*postEffect_, technique, texture, target, rect, setup);
+}
+
+void RasRenRenderChain::renderPostQuad(RasRenEffect& effect, std::string_view technique,
+                                       ka::RefNoCount<Texture const> texture,
+                                       ka::RefNoCount<ras::RenderTarget> target, ka::Vec4<float> const& rect,
+                                       PassSetup const& setup) {
+  if (!target) return;
+  if (!effect.hasTechnique(technique.empty() ? std::string_view("Default") : technique)) return;
+  RasRenTechnique* pass = effect.selectTechnique(technique);
   if (!pass->program()) return;
   rasterizer_->setRenderTarget(target);
   target->setViewport({0, 0, target->width(), target->height()});

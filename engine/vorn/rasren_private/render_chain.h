@@ -55,6 +55,10 @@ class RasRenRenderChain : public ren::RenderChain {
   void renderPostQuad(std::string_view technique, ka::RefNoCount<Texture const> texture,
                       ka::RefNoCount<ras::RenderTarget> target, ka::Vec4<float> const& rect,
                       PassSetup const& setup = {});
+  // The same with a technique of another effect, whose shaders place the quad alike.
+  void renderPostQuad(RasRenEffect& effect, std::string_view technique, ka::RefNoCount<Texture const> texture,
+                      ka::RefNoCount<ras::RenderTarget> target, ka::Vec4<float> const& rect,
+                      PassSetup const& setup = {});
   // One colour attachment as the composition and download targets have them.
   ka::Ref<ras::RenderTarget> makeColourTarget(int width, int height, TextureFormat format = TF_A8R8G8B8,
                                              bool srgb = true);

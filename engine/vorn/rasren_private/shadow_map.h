@@ -41,6 +41,8 @@ class RasRenShadowMap : public ren::ShadowMap {
   bool dirty() const { return dirty_; }
   int bindCount() const { return bindCount_; }
   bool hasFeedbackTarget() const { return feedbackTarget_ != nullptr; }
+  // One texel of the region the camera sees in the map's clip space; null without fitting.
+  ras::RenderTarget* feedbackTarget() const { return feedbackTarget_.get(); }
 
  private:
   RasRenLightingEnvironment* environment_;

@@ -379,6 +379,26 @@ TEST_F(DistanceFieldTest, BitDepthSizeAndAMissingMaterialAsDesigned) {
   EXPECT_DEATH(other->addLight()->setLayer(field), "Invalid light layer provided.  \\(Wrong environment\\?\\)");
 }
 
+TEST_F(LightingTest, FeedbackFittingMeasuresWhereTheSeenSurfacesFallInTheMap) {
+  addRect(0.5, 0, 20, 10, 100, 50, float(kFloorZ));  // the rest of the view shows no surface
+  ka::Ref<ren::LightInstance> sun = environment->addLight();
+  sun->setDirection({0, 0, -1});
+  sun->setShadowTransform(ka::mul(ka::Mat4x4f::lookAt({64, 64, -5}, {64, 64, 45}, {0, 1, 0}),
+                                  ka::Mat4x4f::orthographicOpenGL(-100, 100, -100, 100, 1, 100)));
+  ka::Ref<ren::ShadowMap> map = environment->createShadowMap(24, 256, 256);
+  map->setFeedbackFitting(true);
+  sun->setShadowMap(map);
+  presentOneFrame();
+  float region[4] = {0, 0, 0, 0};
+  ASSERT_TRUE(static_cast<RasRenShadowMap&>(*map).feedbackTarget()->downloadTextureData(0, region));
+  // The first and last pixel centres the rectangle covers, from the light's axis at 64, over the
+  // 100 from the axis to the map's edge.
+  EXPECT_NEAR(region[0], (20.5 - 64) / 100, 1e-4);
+  EXPECT_NEAR(region[1], (10.5 - 64) / 100, 1e-4);
+  EXPECT_NEAR(region[2], (99.5 - 64) / 100, 1e-4);
+  EXPECT_NEAR(region[3], (49.5 - 64) / 100, 1e-4);
+}
+
 TEST_F(LightingTest, AmbientLightBlendsGroundHorizonAndSkyByTheNormal) {
   addFloor(0.5, 0);
   ka::Color4f const colours[4] = {{0.8f, 0.8f, 0.8f, 1}, {0.4f, 0.4f, 0.4f, 1}, {0, 0, 0, 1}, {0, 0, 0, 1}};
