@@ -232,7 +232,7 @@ class Scene : public ka::Counted {
   // Removes every instance.
   virtual void clear() = 0;
   virtual ka::Ref<LightingEnvironment> createLightingEnvironment() = 0;
-  // Lit effects draw unlit without an environment.
+  // Lit effects draw unlit without an environment, or once it is gone: the mesh does not keep it.
   virtual ka::Ref<MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::RefNoCount<LightingEnvironment> environment,
                                         ka::Mat4x4f const& transform, TransformKind kind) = 0;
   ka::Ref<MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform, TransformKind kind) {

@@ -149,6 +149,13 @@ TEST_F(LauncherSelfUpdateTest, AnImageCutShortByAKilledLauncherIsFetchedAgain) {
     rlimit fileSize{1 << 20, 1 << 20}, core{0, 0};
     setrlimit(RLIMIT_FSIZE, &fileSize);
     setrlimit(RLIMIT_CORE, &core);
+    // Whatever the test process had, the limit must kill: a blocked or ignored signal would turn
+    // it into a failed write the launcher survives.
+    signal(SIGXFSZ, SIG_DFL);
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGXFSZ);
+    sigprocmask(SIG_UNBLOCK, &signals, nullptr);
     int quiet = open("/dev/null", O_WRONLY);
     dup2(quiet, 1);
     dup2(quiet, 2);

@@ -31,7 +31,7 @@ void RasRenMeshInstance::buildDrawCall(size_t group) {
   call.worldMatrix = &transform_;
   call.transformKind = kind_;
   call.drawOrder = drawOrder_;
-  call.environment = environment_.get();
+  call.environment = environment_;
   call.vertexBuffer = mesh_->getVertexBuffer().get();
   call.indexBuffer = mesh_->getIndexBuffer().get();
   call.startIndex = source.firstIndex;

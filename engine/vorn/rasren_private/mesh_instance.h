@@ -34,6 +34,7 @@ class RasRenMeshInstance : public ren::MeshInstance, public ka::DListItem {
 
   // Lit effects draw unlit without one.
   void setLightingEnvironment(RasRenLightingEnvironment* environment);
+  RasRenLightingEnvironment* lightingEnvironment() const { return environment_; }
   // The scene is gone, or let the instance go: it does nothing from now on.
   void orphan();
   // The group is gone: the instance is in none.
@@ -60,7 +61,9 @@ class RasRenMeshInstance : public ren::MeshInstance, public ka::DListItem {
   ka::Mat4x4f transform_;
   ren::TransformKind kind_;
   int drawOrder_ = 0;
-  ka::Ref<RasRenLightingEnvironment> environment_;
+  // Not counted: the environment's lights may hold shadow maps whose viewports hold the scene,
+  // which holds this instance. An environment that goes takes itself out of its scene's meshes.
+  RasRenLightingEnvironment* environment_ = nullptr;
   std::vector<Material> materials_;  // the mesh's, until set here
   std::vector<RasRenDrawCall> drawCalls_;
   std::vector<ka::Mat4x4f> transforms_;

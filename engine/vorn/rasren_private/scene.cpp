@@ -60,6 +60,10 @@ ka::Ref<ren::LightingEnvironment> RasRenScene::createLightingEnvironment() {
 
 void RasRenScene::removeLightingEnvironment(RasRenLightingEnvironment* environment) {
   environments_.erase(std::remove(environments_.begin(), environments_.end(), environment), environments_.end());
+  // Its meshes draw unlit from now on.
+  meshes_.forEach([environment](RasRenMeshInstance* mesh) {
+    if (mesh->lightingEnvironment() == environment) mesh->setLightingEnvironment(nullptr);
+  });
 }
 
 ka::Ref<ren::MeshInstance> RasRenScene::addMesh(ka::RefNoCount<Mesh> mesh,
