@@ -45,8 +45,7 @@ float RasRenHdrPipeline::adapt(float adapted, float target, float dtMs) {
 
 RasRenHdrPipeline::RasRenHdrPipeline(RasRen* renderer, RasRenRenderChain* chain,
                                      ka::RefNoCount<Texture const> exposureWeighting)
-    : renderer_(renderer),
-      chain_(chain),
+    : chain_(chain),
       rasterizer_(renderer->rasterizer()),
       exposureTexture_(exposureWeighting.ref()) {
   MaterialBindingTable* table = rasterizer_->getBindingTable();

@@ -66,7 +66,6 @@ class RasRenHdrPipeline : public ka::Counted {
   void measureLuminance();
   void readBackLuminance();
 
-  RasRen* renderer_;
   RasRenRenderChain* chain_;
   ras::Rasterizer* rasterizer_;
   ka::Ref<Texture> sceneColor_;

@@ -123,7 +123,15 @@ void RasRenRenderChain::renderPostQuad(RasRenEffect& effect, std::string_view te
   ka::Ref<RasMeshIndexBuffer> indices = quadMesh_->getIndexBuffer();
   rasterizer_->setIndices(indices ? indices->buffer() : nullptr);
   pass->program()->textureBlock()->setTexture(slots_[SLOT_PostSourceTexture], texture);
-  pass->program()->parameterBlock()->setVector(slots_[SLOT_PosAndScale], rect);
+  ras::HalParameterBlock* parameters = pass->program()->parameterBlock();
+  parameters->setVector(slots_[SLOT_PosAndScale], rect);
+  // Where the camera is and the scene's clock, for passes that vary with them.
+  if (viewport_) {
+    ka::Vec3<float> const& eye = viewport_->cameraPosition();
+    float time = viewport_->sceneTime();
+    parameters->setVector(slots_[SLOT_cameraPos], {eye.x, eye.y, eye.z, 1});
+    parameters->setVector(slots_[SLOT_Time], {time, time, time, time});
+  }
   if (setup) setup(*pass);
   pass->begin();
   if (indices) {

@@ -89,6 +89,8 @@ ka::Vec3<float> const& RasRenSceneViewport::cameraPosition() {
   return cameraPosition_;
 }
 
+float RasRenSceneViewport::sceneTime() const { return scene_ ? float(scene_->time()) : 0.0f; }
+
 ka::Mat4x4f RasRenSceneViewport::projectionForTarget(int width, int height) const {
   if (!renderer_->rasterizer()->needHalfPixelOffset() || width <= 0 || height <= 0) return projection_;
   return ka::mul(projection_, ka::Mat4x4f::translation({-1.0f / float(width), 1.0f / float(height), 0}));

@@ -40,6 +40,8 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   float farDistance() const { return far_; }
   bool orthographic() const { return orthographic_; }
   ka::Vec3<float> const& cameraPosition();
+  // The scene's clock in seconds; 0 without a scene.
+  float sceneTime() const;
   // The identity, shifted by half a pixel where the rasterizer wants it.
   ka::Mat4x4f getDefaultViewProj() const;
 
