@@ -215,12 +215,9 @@ TEST_F(LauncherPageTest, PlayBringsStableUpToDateAndStartsItWithTheSettingsArgum
   EXPECT_TRUE(page->waitFor("!$('launching').hidden"));
   EXPECT_EQ(page->text("$('launching-text').textContent"), "The game is starting…");
   EXPECT_TRUE(page->turnUntil([&] { return page->platform().exitPending(); })) << "a started game ends the launcher";
-  EXPECT_EQ(page->text("localStorage.getItem('zandor.build.stable')"), "2") << "remembered after the update";
 
-  // Every bundle of the build came from the server, and the game got its ticket and arguments.
-  for (auto const& bundle : fs::directory_iterator(ZANDOR_DEMO_DIR "/site/v2/SampleGame/hashed"))
-    EXPECT_TRUE(requests.has("GET /content/stable/SampleGame/hashed/" + bundle.path().filename().string() + " 200"))
-        << bundle.path();
+  // The game got its ticket and arguments; the pause test checks what the update fetched and that
+  // the page remembers the build.
   ASSERT_TRUE(page->turnUntil([&] { return fs::exists(gameDir() + "/bin/last-launch.txt"); }));
   std::string args = readFile(gameDir() + "/bin/last-launch.txt");
   EXPECT_EQ(args.rfind("--ticket=", 0), 0u) << args;

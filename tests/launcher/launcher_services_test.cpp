@@ -103,8 +103,11 @@ TEST_F(LauncherServicesTest, AnUpdateThatWouldNotFitFailsBeforeFetchingAnything)
 }
 
 TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
+  // The game folder as a player may give it, with a final slash: the next build must still find
+  // the files of this one.
+  std::string const folder = home.file("games/stable");
   startServer(1);
-  LauncherRun& r = start();
+  LauncherRun& r = start({"-d", folder + "/"});
   RecordedEvent login = signIn();
   ASSERT_TRUE(login.flag(1)) << login.text(2);
   std::string ticket = parseJson(login.text(2)).get("SessionTicket").asString("");
@@ -126,9 +129,9 @@ TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
   RecordedEvent install = call("checkManifest", {std::string("stable"), std::string("1")});
   EXPECT_EQ(install.text(2), "updateComplete");
   EXPECT_TRUE(install.flag(1));
-  EXPECT_EQ(readFile(gameDir() + "/data/config.json"), "{\"version\": 1}\n");
+  EXPECT_EQ(readFile(folder + "/data/config.json"), "{\"version\": 1}\n");
   EXPECT_EQ(call("checkManifest", {std::string("stable"), std::string("")}).text(2), "manifestCheckSuccess");
-  fs::remove(gameDir() + "/data/text/story.txt");
+  fs::remove(folder + "/data/text/story.txt");
   EXPECT_EQ(call("checkManifest", {std::string("stable"), std::string("1")}).text(2), "manifestCheckSuccess")
       << "a matching build id skips the full check";
 
@@ -140,8 +143,8 @@ TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
   ASSERT_TRUE(call("listStreams").flag(1));
   RecordedEvent patch = call("checkManifest", {std::string("stable"), std::string("1")});
   EXPECT_EQ(patch.text(2), "updateComplete");
-  EXPECT_EQ(readFile(gameDir() + "/data/config.json"), "{\"version\": 2}\n");
-  EXPECT_TRUE(fs::exists(gameDir() + "/data/text/story.txt")) << "the full check repaired the deleted file";
+  EXPECT_EQ(readFile(folder + "/data/config.json"), "{\"version\": 2}\n");
+  EXPECT_TRUE(fs::exists(folder + "/data/text/story.txt")) << "the full check repaired the deleted file";
   // Progress is sampled, so which phases the page saw varies; each is one the jobs name.
   std::set<std::string> const known = {"Logging in", "Listing streams", "Sanity test", "Checking for updates ...",
                                        "Fetching manifest", "Checking manifest", "Downloading update 1",
@@ -152,15 +155,15 @@ TEST_F(LauncherServicesTest, SignInListUpdateToANewBuildAndLaunch) {
   for (RecordedEvent const& e : progress)
     EXPECT_EQ(known.count(parseJson(e.text(0)).get("message").asString("")), 1u) << e.text(0);
 
-  fs::remove(gameDir() + "/bin/last-launch.txt");
+  fs::remove(folder + "/bin/last-launch.txt");
   RecordedEvent launched = call("launch", {std::string("stable"), std::string("--level \"two words\"")});
   EXPECT_EQ(launched.text(2), "launched!");
   EXPECT_TRUE(r.platform.exitPending());
-  ASSERT_TRUE(r.turnUntil([&] { return fs::exists(gameDir() + "/bin/last-launch.txt"); }));
-  EXPECT_EQ(readFile(gameDir() + "/bin/last-launch.txt"), "--ticket=" + ticket + "\n--level\ntwo words\n");
+  ASSERT_TRUE(r.turnUntil([&] { return fs::exists(folder + "/bin/last-launch.txt"); }));
+  EXPECT_EQ(readFile(folder + "/bin/last-launch.txt"), "--ticket=" + ticket + "\n--level\ntwo words\n");
 
   std::string log = readFile(Inspect::logFilePath(r.gui()));
-  EXPECT_NE(log.find("INFO Launch: " + gameDir() + "/bin/sample-game"), std::string::npos);
+  EXPECT_NE(log.find("INFO Launch: " + folder + "/bin/sample-game"), std::string::npos);
   EXPECT_EQ(log.find(kPassword), std::string::npos) << "the password reached the log";
 }
 
@@ -187,7 +190,7 @@ TEST_F(LauncherServicesTest, ASignedStreamIsBelievedOnlyWithItsSignatureOnDiskAs
   fs::remove(gameDir() + "/manifest.gz.sig");
   RecordedEvent refused = call("checkManifest", {std::string("stable"), std::string("1")});
   EXPECT_FALSE(refused.flag(1));
-  EXPECT_NE(refused.text(2).find("The update's signature is not valid"), std::string::npos) << refused.text(2);
+  EXPECT_EQ(refused.text(2), R"({"Message":"The update's signature is not valid"})");
 }
 
 TEST_F(LauncherServicesTest, FailedSignInsLeaveNoUsableTicket) {
@@ -211,10 +214,6 @@ TEST_F(LauncherServicesTest, FailedSignInsLeaveNoUsableTicket) {
   EXPECT_EQ(call("logout").text(2), "signed out");
   EXPECT_EQ(Inspect::ticket(r.gui()), "");
   EXPECT_EQ(Inspect::displayName(r.gui()), "Player One") << "logout keeps the name";
-
-  RecordedEvent recovery = call("getAccountInfo", {std::string("nobody@example.com")});
-  EXPECT_FALSE(recovery.flag(1));
-  EXPECT_EQ(recovery.text(2), R"({"Message":"No account found with that email address."})");
 }
 
 TEST_F(LauncherServicesTest, UnknownStreamsAndAnUnreachableServiceFailClearly) {
@@ -234,8 +233,6 @@ TEST_F(LauncherServicesTest, UnknownStreamsAndAnUnreachableServiceFailClearly) {
   EXPECT_FALSE(list.flag(1));
   EXPECT_EQ(list.text(2), R"({"Message":"Couldn't parse stream information"})");
   EXPECT_TRUE(Inspect::streams(r.gui()).empty()) << "a failed list forgets the old one";
-  EXPECT_EQ(call("launch", {std::string("stable"), std::string("")}).text(2),
-            R"({"Message":"Unable to find stream stable"})");
 }
 
 TEST_F(LauncherServicesTest, ARunningGameRefusesTheUpdate) {
@@ -290,45 +287,6 @@ TEST_F(LauncherServicesTest, ACancelDuringTheDownloadEndsTheJobAtTheNextGate) {
   r.turn();
   EXPECT_FALSE(Inspect::busy(r.gui()));
   slow.stop();
-}
-
-// A refused manifest ends the job with its reason and the launcher takes the next command; the
-// kinds of refusal are the update engine's tests.
-TEST_F(LauncherServicesTest, ABadManifestFailsTheJobClearlyAndTheLauncherGoesOn) {
-  startServer(1);
-  std::string site = home.file("site-v1");
-  LocalHttpServer host;
-  host.routes().Get(R"(/bad/(.*))", [&](httplib::Request const& req, httplib::Response& res) {
-    std::string path = req.matches[1];
-    res.set_content(path == "SampleGame/manifest.gz" ? "<html>portal</html>" : readFile(site + "/" + path),
-                    "application/octet-stream");
-  });
-  host.start();
-  LauncherRun& r = start({"--download-url", host.url("/bad/")});
-  ASSERT_TRUE(signIn().flag(1));
-  ASSERT_TRUE(call("listStreams").flag(1));
-  RecordedEvent failed = call("checkManifest", {std::string("stable"), std::string("")});
-  EXPECT_FALSE(failed.flag(1));
-  EXPECT_EQ(failed.text(2), R"({"Message":"Refusing manifest: it is not gzip data"})");
-  EXPECT_FALSE(fs::exists(gameDir() + "/manifest.gz"));
-  EXPECT_TRUE(call("listStreams").flag(1));
-  r.turn();
-  host.stop();
-}
-
-TEST_F(LauncherServicesTest, AGameFolderGivenWithAFinalSlashSurvivesTheNextBuild) {
-  std::string folder = home.file("games/stable");
-  startServer(1);
-  start({"-d", folder + "/"});
-  ASSERT_TRUE(signIn().flag(1));
-  ASSERT_TRUE(call("listStreams").flag(1));
-  ASSERT_EQ(call("checkManifest", {std::string("stable"), std::string("")}).text(2), "updateComplete");
-  startServer(2);
-  ASSERT_TRUE(signIn().flag(1));
-  ASSERT_TRUE(call("listStreams").flag(1));
-  EXPECT_EQ(call("checkManifest", {std::string("stable"), std::string("1")}).text(2), "updateComplete");
-  EXPECT_EQ(readFile(folder + "/data/config.json"), "{\"version\": 2}\n");
-  EXPECT_TRUE(fs::exists(folder + "/bin/sample-game"));
 }
 
 TEST_F(LauncherServicesTest, StreamsWhoseNamesWouldLeaveTheirFoldersAreIgnored) {

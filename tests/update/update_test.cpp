@@ -312,9 +312,8 @@ TEST_F(UpdateTest, ABadManifestIsRefusedWholeAndNeverStored) {
     vorn::gzip(std::vector<char>(text.begin(), text.end()), out);
     return out;
   };
-  std::string const sum(40, 'a');
   std::string nested = std::string(2000, '[') + std::string(2000, ']');
-  std::string const outside = temp.path() + "/outside";
+  // Which records the reader refuses, and how it names them, is the manifest's own tests'.
   struct Case {
     char const* what;
     std::vector<char> bytes;
@@ -326,10 +325,6 @@ TEST_F(UpdateTest, ABadManifestIsRefusedWholeAndNeverStored) {
       {"empty", {}, "Refusing manifest: it is not gzip data"},
       {"nested past the reader's limit", zipped("{\"bundles\":" + nested + "}"), "Refusing manifest: it is damaged (Json nesting"},
       {"bundles not an array", zipped("{\"bundles\":{}}"), "Refusing manifest: it has no \"bundles\" array"},
-      {"a name outside the game folder",
-       zipped("{\"bundles\":[{\"checksum\":\"" + sum + "\",\"entries\":[{\"filename\":\"/../../../../outside/dotdot.txt\","
-              "\"checksum\":\"" + sum + "\"}]}]}"),
-       "Refusing manifest: entry 1 of bundle 1 names \"/../../../../outside/dotdot.txt\""},
   };
   for (Case const& c : cases) {
     SCOPED_TRACE(c.what);
@@ -346,7 +341,6 @@ TEST_F(UpdateTest, ABadManifestIsRefusedWholeAndNeverStored) {
     EXPECT_FALSE(vorn::osutil::fileExists(gamePath("/manifest.gz.zandor-part")));
     EXPECT_EQ(server.requests("manifest.gz"), 3) << "three attempts, as for a bundle";
   }
-  EXPECT_FALSE(vorn::osutil::fileExists(outside));
 }
 
 // Links inside the game folder or the cache, planted or made by a player, are never written through.
