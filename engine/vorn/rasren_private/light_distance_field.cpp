@@ -100,7 +100,7 @@ class RasRenLightDistanceField::Resolver : public ren::LightLayer {
 
 RasRenLightDistanceField::RasRenLightDistanceField(RasRenLightingEnvironment* environment, RasRen* renderer,
                                                    std::string name)
-    : environment_(environment), renderer_(renderer), name_(std::move(name)) {
+    : renderer_(renderer), name_(std::move(name)) {
   binder_ = new LayerBinder(environment, this);
   environment->addLayer(binder_.get());
   resolver_ = new Resolver(environment, this, renderer);

@@ -45,7 +45,6 @@ class RasRenLightDistanceField : public ren::LightDistanceField {
   class LayerBinder;
   class Resolver;
 
-  RasRenLightingEnvironment* environment_;
   RasRen* renderer_;
   std::string name_;
   ka::Ref<RasRenLightLayerBinder> binder_;
