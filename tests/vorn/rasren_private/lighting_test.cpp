@@ -213,6 +213,32 @@ TEST_F(LightingTest, DebugViewsShowTheGBuffersAttachments) {
   expectGrey(frame(), 64, 64, 0);
 }
 
+TEST_F(LightingTest, InstancedLitMeshesAreLitAndCastShadowsInOneDrawEach) {
+  Material material(library.get(), "lit_solid");
+  material.setVec("Color", {0.5f, 0.5f, 0.5f, 1});
+  MeshBuilder<VertexP3N3> builder(ren.get());
+  builder.setMaterial(material);
+  VertexP3N3 a{{0, 0, 0}, {0, 0, 1}}, b{{16, 0, 0}, {0, 0, 1}}, c{{16, 16, 0}, {0, 0, 1}}, d{{0, 16, 0}, {0, 0, 1}};
+  builder.addTri(a, b, c);
+  builder.addTri(c, d, a);
+  builder.flush();
+  auto tiles = scene->addMesh(builder.meshes().front(), environment, ka::Mat4x4f::identity(), ren::TK_World);
+  std::vector<ka::Mat4x4f> const at = {ka::Mat4x4f::translation({8, 8, -5}), ka::Mat4x4f::translation({64, 8, -5}),
+                                       ka::Mat4x4f::translation({8, 64, -5})};
+  tiles->setBatchTransforms(at.data(), int(at.size()), 1);
+  ka::Ref<ren::LightInstance> sun = environment->addLight();
+  sun->setDirection({0, 0, -1});
+  sun->setShadowTransform(ka::mul(ka::Mat4x4f::lookAt({64, 64, -5}, {64, 64, 45}, {0, 1, 0}),
+                                  ka::Mat4x4f::orthographicOpenGL(-100, 100, -100, 100, 1, 100)));
+  sun->setShadowMap(environment->createShadowMap(16, 128, 128));
+  presentOneFrame();
+  Bytes pixels = frame();
+  for (auto [x, y] : {std::pair{16, 16}, {72, 16}, {16, 72}}) expectGrey(pixels, x, y, 0.5);
+  expectGrey(pixels, 72, 72, 0);
+  EXPECT_EQ(events("draw indexed batches"), 2) << "one instanced draw for the G-buffer, one for the shadow map";
+  EXPECT_EQ(events("unrolled batches"), 0);
+}
+
 TEST_F(LightingTest, ALitMeshWithoutAnEnvironmentIsNotLit) {
   Material material(library.get(), "lit_solid");
   material.setVec("Color", {0.5f, 0.5f, 0.5f, 1});
