@@ -2,6 +2,7 @@
 // Lighting, render chains, text and the rest join as they are built.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -85,6 +86,23 @@ class MeshInstance : public SceneInstance {
 class Occluder : public SceneInstance {
  public:
   virtual void setSphere(ka::Sphere const& sphere) = 0;
+};
+
+// Thousands of copies of one mesh over a sphere round the group's origin, such as trees on a
+// planet: kept in cells of latitude and longitude, culled by cell, and drawn instanced.
+class BatchedMeshGroup : public SceneInstance {
+ public:
+  // Its translation is the sphere's centre, added to every instance's.
+  virtual void setTransform(ka::Mat4x4f const& transform) = 0;
+  virtual void setTransformKind(TransformKind kind) = 0;
+  virtual void setDrawOrder(int order) = 0;
+  virtual void setMaterial(int group, Material const& material) = 0;
+  virtual void setMaterial(ka::StringRange group, Material const& material) = 0;
+  // A handle for `removeInstance`; all ones when the instance could not be placed.
+  virtual uint32_t addInstance(ka::Mat4x4f const& transform) = 0;
+  // An unknown handle is ignored.
+  virtual void removeInstance(uint32_t handle) = 0;
+  virtual void removeAllInstances() = 0;
 };
 
 // Picks one level of detail for its members by the distance from the camera to a reference point.
@@ -238,6 +256,10 @@ class Scene : public ka::Counted {
   ka::Ref<MeshInstance> addMesh(ka::RefNoCount<Mesh> mesh, ka::Mat4x4f const& transform, TransformKind kind) {
     return addMesh(mesh, nullptr, transform, kind);
   }
+  // Instances of the mesh are added to the group; lit like the meshes of `environment`.
+  virtual ka::Ref<BatchedMeshGroup> addBatchedMeshGroup(ka::RefNoCount<Mesh> mesh,
+                                                        ka::RefNoCount<LightingEnvironment> environment,
+                                                        ka::Mat4x4f const& transform) = 0;
   virtual ka::Ref<TextInstance> addText(ka::Vec3<float> const& origin, ka::Vec3<float> const& baseline,
                                         ka::Vec3<float> const& up, ka::RefNoCount<Font const> font,
                                         ka::StringRange text, ka::Color4f const& colour,

@@ -39,6 +39,8 @@ struct RasRenDrawCall {
   ka::Mat4x4f const* matrices = nullptr;
   int batchCount = 0;
   int batchStride = 0;
+  // Where the first instance's transform lies in the (first) block: "BatchIndices".
+  int batchFirst = 0;
   // The same transforms in textures of up to kBatchBlock each, for techniques that draw instanced.
   std::vector<ka::Ref<Texture>> const* batchBlocks = nullptr;
 };

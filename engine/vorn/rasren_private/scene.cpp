@@ -43,6 +43,8 @@ void RasRenScene::clear() {
   uiQuads_.clear();
   for (auto const& text : texts_) text->orphan();
   texts_.clear();
+  for (auto const& group : batchedGroups_) group->orphan();
+  batchedGroups_.clear();
   // The default group stays: later meshes join it.
   for (auto const& group : lodGroups_) {
     if (group == defaultLODGroup_) continue;
@@ -50,6 +52,22 @@ void RasRenScene::clear() {
     group->orphan();
   }
   lodGroups_.assign(1, defaultLODGroup_);
+}
+
+ka::Ref<ren::BatchedMeshGroup> RasRenScene::addBatchedMeshGroup(ka::RefNoCount<Mesh> mesh,
+                                                                ka::RefNoCount<ren::LightingEnvironment> environment,
+                                                                ka::Mat4x4f const& transform) {
+  ka::Ref<RasRenBatchedMeshGroup> group(new RasRenBatchedMeshGroup(
+      this, mesh.ref(), static_cast<RasRenLightingEnvironment*>(environment.get()), transform));
+  batchedGroups_.push_back(group);
+  return group;
+}
+
+void RasRenScene::removeBatchedMeshGroup(RasRenBatchedMeshGroup* group) {
+  group->orphan();
+  batchedGroups_.erase(std::remove_if(batchedGroups_.begin(), batchedGroups_.end(),
+                                      [group](auto const& g) { return g.get() == group; }),
+                       batchedGroups_.end());
 }
 
 ka::Ref<ren::LightingEnvironment> RasRenScene::createLightingEnvironment() {
@@ -64,6 +82,8 @@ void RasRenScene::removeLightingEnvironment(RasRenLightingEnvironment* environme
   meshes_.forEach([environment](RasRenMeshInstance* mesh) {
     if (mesh->lightingEnvironment() == environment) mesh->setLightingEnvironment(nullptr);
   });
+  for (auto const& group : batchedGroups_)
+    if (group->lightingEnvironment() == environment) group->setLightingEnvironment(nullptr);
 }
 
 ka::Ref<ren::MeshInstance> RasRenScene::addMesh(ka::RefNoCount<Mesh> mesh,

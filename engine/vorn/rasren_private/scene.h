@@ -2,6 +2,7 @@
 // instance is removed; the renderer orphans it when the renderer goes first.
 #pragma once
 
+#include "batched_mesh_group.h"
 #include "ka/dlist.h"
 #include "lod_group.h"
 #include "mesh_instance.h"
@@ -31,6 +32,9 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
                                      ka::Color4f const& colour, ka::Mat4x4f const& transform) override;
   ka::Ref<ren::UIQuadInstance> addUIQuad(VertexP3C4bT2 const* corners, ka::RefNoCount<Texture const> texture,
                                          ka::Mat4x4f const& transform, ren::TransformKind kind) override;
+  ka::Ref<ren::BatchedMeshGroup> addBatchedMeshGroup(ka::RefNoCount<Mesh> mesh,
+                                                     ka::RefNoCount<ren::LightingEnvironment> environment,
+                                                     ka::Mat4x4f const& transform) override;
   ka::Ref<ren::LODGroup> addLODGroup() override;
   ka::Ref<ren::Occluder> addOccluder() override;
   void setTime(double time) override { time_ = time; }
@@ -40,6 +44,7 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
   void removeUIQuad(RasRenUIQuadInstance* quad);
   void removeText(RasRenTextInstance* text);
   void removeLODGroup(RasRenLODGroup* group);
+  void removeBatchedMeshGroup(RasRenBatchedMeshGroup* group);
   // The environment is going; the scene orphans those left when it goes first.
   void removeLightingEnvironment(RasRenLightingEnvironment* environment);
   // The renderer is gone.
@@ -52,6 +57,7 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
   std::vector<ka::Ref<RasRenOccluder>> const& occluders() const { return occluders_; }
   std::vector<ka::Ref<RasRenUIQuadInstance>> const& uiQuads() const { return uiQuads_; }
   std::vector<ka::Ref<RasRenTextInstance>> const& texts() const { return texts_; }
+  std::vector<ka::Ref<RasRenBatchedMeshGroup>> const& batchedGroups() const { return batchedGroups_; }
   size_t meshCount() const { return meshCount_; }
   template <class F>
   void forEachMesh(F&& f) {
@@ -68,6 +74,7 @@ class RasRenScene : public ren::Scene, public ka::DListItem {
   std::vector<ka::Ref<RasRenLODGroup>> lodGroups_;
   ka::Ref<RasRenLODGroup> defaultLODGroup_;
   std::vector<RasRenLightingEnvironment*> environments_;
+  std::vector<ka::Ref<RasRenBatchedMeshGroup>> batchedGroups_;
   double time_ = 0;
 };
 

@@ -231,6 +231,9 @@ void RasRenSceneViewport::setDrawMask(int mask) {
 
 void RasRenSceneViewport::getCulledMeshes(std::vector<RasRenDrawCall*>& out) {
   refreshCamera();
+  groupCalls_.clear();
+  for (auto const& group : scene_->batchedGroups())
+    group->appendDrawCalls(frustum_, cameraPosition_, groupCalls_, out);
   Profiler& profiler = renderer_->profiler();
   std::vector<ka::Ref<RasRenOccluder::Culler>> cullers;
   for (auto const& occluder : scene_->occluders()) {
@@ -375,6 +378,7 @@ void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls
       }
     } else if (batched) {
       setWorld(instance);
+      program->parameterBlock()->setVector(slots_[SLOT_BatchIndices], {float(call->batchFirst), 0, 0, 0});
       for (size_t block = 0; block < call->batchBlocks->size(); ++block) {
         program->textureBlock()->setTexture(slots_[SLOT_BatchTransforms], (*call->batchBlocks)[block]);
         draw(std::min(kBatchBlock, call->batchCount - int(block) * kBatchBlock));

@@ -45,7 +45,8 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   // The identity, shifted by half a pixel where the rasterizer wants it.
   ka::Mat4x4f getDefaultViewProj() const;
 
-  // The draw calls that survive culling, each with its distance; notes each verdict.
+  // The draw calls that survive culling, each with its distance, and the batched groups' for the
+  // cells the frustum sees; notes each mesh's verdict.
   void getCulledMeshes(std::vector<RasRenDrawCall*>& out);
   // Appends the frame's UI quads as draw calls, which live until the next frame.
   void genQuadDrawCalls(std::vector<RasRenDrawCall*>& out);
@@ -117,7 +118,8 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   // Kept between frames so that filling them allocates nothing once they have grown.
   ka::Ref<RasRenRenderChain> chain_;
   std::vector<RasRenDrawCall*> calls_, overlay_, lit_, solidUnlit_, transparentHdr_, transparentNoHdr_;
-  std::deque<RasRenDrawCall> quadCalls_;  // a deque: the pointers in calls_ stay valid as it grows
+  std::deque<RasRenDrawCall> quadCalls_;
+  std::deque<RasRenDrawCall> groupCalls_;  // the batched groups' calls of this frame  // a deque: the pointers in calls_ stay valid as it grows
 };
 
 }  // namespace vorn

@@ -239,6 +239,49 @@ TEST_F(LightingTest, InstancedLitMeshesAreLitAndCastShadowsInOneDrawEach) {
   EXPECT_EQ(events("unrolled batches"), 0);
 }
 
+TEST_F(LightingTest, ABatchedGroupDrawsAsTheSameInstancesWouldOneByOne) {
+  Material material(library.get(), "lit_solid");
+  material.setVec("Color", {0.6f, 0.5f, 0.4f, 1});
+  material.setVec("Specular", {0.5f, 0, 0, 0});
+  MeshBuilder<VertexP3N3> builder(ren.get());
+  builder.setMaterial(material);
+  VertexP3N3 a{{0, 0, 0}, {0, 0, 1}}, b{{10, 0, 0}, {0, 0, 1}}, c{{10, 10, 0}, {0, 0, 1}}, d{{0, 10, 0}, {0, 0, 1}};
+  builder.addTri(a, b, c);
+  builder.addTri(c, d, a);
+  builder.flush();
+  ka::Ref<Mesh> tile = builder.meshes().front();
+  // Tiles whose edges fall between pixel centres, spread over several cells round the origin.
+  std::vector<ka::Mat4x4f> transforms;
+  for (int row = 0; row < 4; ++row)
+    for (int column = 0; column < 4; ++column)
+      transforms.push_back(ka::Mat4x4f::translation({column * 30 + 4.25f, row * 30 + 4.25f, -5}));
+  ka::Ref<ren::LightInstance> bulb = environment->addLight();
+  bulb->setPosition({60, 60, 10});
+  bulb->setRadius(120);
+  bulb->setSpecularColor({1, 1, 1, 1});
+
+  for (auto const& transform : transforms) scene->addMesh(tile, environment, transform, ren::TK_World);
+  presentOneFrame();
+  Bytes separate = frame();
+  scene->clear();
+
+  ka::Ref<ren::BatchedMeshGroup> group = scene->addBatchedMeshGroup(tile, environment, ka::Mat4x4f::identity());
+  std::vector<uint32_t> handles;
+  for (auto const& transform : transforms) handles.push_back(group->addInstance(transform));
+  presentOneFrame();
+  EXPECT_EQ(frame(), separate) << "pixel for pixel";
+  int draws = int(events("draw indexed batches"));
+  EXPECT_GE(draws, 1);
+  EXPECT_LE(draws, 16) << "one draw a run of neighbouring cells at most";
+
+  // A removed instance leaves a hole; the group's other tiles stay.
+  group->removeInstance(handles[5]);
+  presentOneFrame();
+  Bytes holed = frame();
+  EXPECT_EQ(at(holed, 40, 40), (Bytes{0, 0, 0, 255})) << "the second tile of the second row is gone";
+  EXPECT_EQ(at(holed, 10, 10), at(separate, 10, 10));
+}
+
 TEST_F(LightingTest, ALitMeshWithoutAnEnvironmentIsNotLit) {
   Material material(library.get(), "lit_solid");
   material.setVec("Color", {0.5f, 0.5f, 0.5f, 1});
