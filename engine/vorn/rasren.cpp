@@ -173,6 +173,20 @@ RasRenLightingEngine& RasRen::lightingEngine() {
   return *lightingEngine_;
 }
 
+void RasRen::drawQuadMesh(RasRenTechnique& technique) {
+  ka::Ref<Mesh> quad = getQuadMesh();
+  rasterizer_->setStreamSource(quad->getVertexBuffer());
+  ka::Ref<RasMeshIndexBuffer> indices = quad->getIndexBuffer();
+  rasterizer_->setIndices(indices ? indices->buffer() : nullptr);
+  technique.begin();
+  if (indices) {
+    rasterizer_->drawIndexedPrimitive(PRIM_Triangles, 0, 0, 4, 0, 2);
+  } else {
+    rasterizer_->drawPrimitive(PRIM_Triangles, 0, 2);
+  }
+  technique.end();
+}
+
 ka::Ref<Mesh> RasRen::getQuadMesh() {
   if (quadMesh_) return quadMesh_;
   MeshBuilder<VertexP3C4bT2> builder(this);

@@ -20,6 +20,7 @@ namespace vorn {
 class Profiler;
 class RasRenEffect;
 class RasRenLightingEngine;
+class RasRenTechnique;
 class RasRenScene;
 class RasRenTexture;
 
@@ -70,6 +71,8 @@ class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactor
 
   // Two triangles over the unit square, z 0, texture coordinates equal to x and y, white; made once.
   ka::Ref<Mesh> getQuadMesh();
+  // The quad mesh drawn with `technique`, whose parameters the caller has set.
+  void drawQuadMesh(RasRenTechnique& technique);
   // Buffers of 340 "Position3Color4bTexCoord2" vertices (85 quads), or of the 510 16-bit indices
   // of as many quads, for the quads of one frame: lent until the next present, then reused.
   ka::Ref<RasMeshVertexBuffer> getQuadVertexBuffer();

@@ -74,6 +74,7 @@ void RasRenBatchCells::rebuild() {
     ranges_[index].first = int(gathered_.size());
     cell.freeSlots = 0;
     cell.box = ka::AABB::inverted();
+    cell.maxScale = 0;
     for (Record const& record : cell.records) {
       if (record.positionScale.w < 0) {
         ++cell.freeSlots;
@@ -81,6 +82,7 @@ void RasRenBatchCells::rebuild() {
       }
       gathered_.push_back(record.matrix);
       cell.box.addPoint(record.matrix.translationPart());
+      cell.maxScale = std::max(cell.maxScale, record.positionScale.w);
     }
     ranges_[index].count = int(gathered_.size()) - ranges_[index].first;
   }

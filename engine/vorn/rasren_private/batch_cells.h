@@ -26,6 +26,7 @@ class RasRenBatchCells {
     std::vector<Record> records;
     int freeSlots = 0;
     ka::AABB box = ka::AABB::inverted();
+    float maxScale = 0;  // of the live instances, for how far their meshes reach past the box
     bool impostor = false;
   };
   // Where a cell's live transforms lie in the gathered array.
@@ -44,7 +45,8 @@ class RasRenBatchCells {
   // A handle that names no live slot is ignored.
   void removeInstance(uint32_t handle);
   void removeAllInstances();
-  // Gathers the live transforms, recounts the free slots and remakes the cells' boxes; once after
+  // Gathers the live transforms, recounts the free slots and remakes the cells' boxes and largest
+  // scales; once after
   // any change is enough.
   void rebuild();
   // Cells whose box's centre lies `impostorDistance` or farther from the camera draw as impostors.

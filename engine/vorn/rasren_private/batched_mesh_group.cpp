@@ -96,9 +96,8 @@ void RasRenBatchedMeshGroup::appendDrawCalls(ka::Frustum const& frustum, ka::Vec
     if (range.count == 0) continue;
     RasRenBatchCells::Cell const& cell = cells_.cell(index);
     // The cell's box holds the instances' positions: the mesh reaches beyond by its radius.
-    float maxScale = 0;
-    for (auto const& record : cell.records) maxScale = std::max(maxScale, record.positionScale.w);
-    ka::Vec3<float> reach{meshRadius_ * maxScale, meshRadius_ * maxScale, meshRadius_ * maxScale};
+    float radius = meshRadius_ * cell.maxScale;
+    ka::Vec3<float> reach{radius, radius, radius};
     if (!frustum.intersects(ka::AABB{cell.box.min - reach, cell.box.max + reach})) continue;
     for (int first = range.first, end = range.first + range.count; first < end;) {
       int blockEnd = (first / RasRenBatchCells::kBlock + 1) * RasRenBatchCells::kBlock;

@@ -27,8 +27,7 @@ RasRenRenderChain::RasRenRenderChain(RasRen* renderer, RasRenSceneViewport* view
       resultTarget_(renderer->rasterizer()->getDefaultRenderTarget()),
       hdr_(hdr),
       scale_(scale),
-      postEffect_(renderer->getRasRenEffect("Post", false)),
-      quadMesh_(renderer->getQuadMesh()) {
+      postEffect_(renderer->getRasRenEffect("Post", false)) {
   MaterialBindingTable* table = rasterizer_->getBindingTable();
   for (int slot = 0; slot < SLOT_Count; ++slot) slots_[slot] = int(table->getSlot(kSlotNames[slot]));
   if (hdr_) hdrPipeline_ = new RasRenHdrPipeline(renderer, this, renderer->getRasterizerTexture(exposureWeighting));
@@ -119,9 +118,6 @@ void RasRenRenderChain::renderPostQuad(RasRenEffect& effect, std::string_view te
   if (!pass->program()) return;
   rasterizer_->setRenderTarget(target);
   target->setViewport({0, 0, target->width(), target->height()});
-  rasterizer_->setStreamSource(quadMesh_->getVertexBuffer());
-  ka::Ref<RasMeshIndexBuffer> indices = quadMesh_->getIndexBuffer();
-  rasterizer_->setIndices(indices ? indices->buffer() : nullptr);
   pass->program()->textureBlock()->setTexture(slots_[SLOT_PostSourceTexture], texture);
   ras::HalParameterBlock* parameters = pass->program()->parameterBlock();
   parameters->setVector(slots_[SLOT_PosAndScale], rect);
@@ -133,13 +129,7 @@ void RasRenRenderChain::renderPostQuad(RasRenEffect& effect, std::string_view te
     parameters->setVector(slots_[SLOT_Time], {time, time, time, time});
   }
   if (setup) setup(*pass);
-  pass->begin();
-  if (indices) {
-    rasterizer_->drawIndexedPrimitive(PRIM_Triangles, 0, 0, 4, 0, 2);
-  } else {
-    rasterizer_->drawPrimitive(PRIM_Triangles, 0, 2);
-  }
-  pass->end();
+  renderer_->drawQuadMesh(*pass);
 }
 
 void RasRenRenderChain::beginFrame() {

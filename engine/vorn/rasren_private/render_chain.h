@@ -109,7 +109,6 @@ class RasRenRenderChain : public ren::RenderChain {
   ka::Ref<RasRenEffect> postEffect_;
   std::vector<std::string> appendedTechniques_;
   int visualization_ = 0;
-  ka::Ref<Mesh> quadMesh_;
   bool downloadEnabled_ = false;
   int downloadWidth_ = 1280, downloadHeight_ = 720;
   int downloadIndex_ = 0;

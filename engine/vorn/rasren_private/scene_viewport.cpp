@@ -205,24 +205,13 @@ void RasRenSceneViewport::renderPostQuad(std::string const& effectName, std::str
 void RasRenSceneViewport::renderPostQuad(RasRenEffect& effect, float depth) {
   RasRenTechnique* technique = effect.currentTechnique();
   if (!technique || !technique->program()) return;
-  ras::Rasterizer* rasterizer = renderer_->rasterizer();
-  ka::Ref<Mesh> quad = renderer_->getQuadMesh();
-  rasterizer->setStreamSource(quad->getVertexBuffer());
-  ka::Ref<RasMeshIndexBuffer> indices = quad->getIndexBuffer();
-  rasterizer->setIndices(indices ? indices->buffer() : nullptr);
   // The unit square stretched over clip space's -1 to 1.
   ka::Mat4x4f placed = ka::mul(ka::Mat4x4f::scaleTranslation({2, 2, 1}, {-1, -1, depth}), getDefaultViewProj());
   ras::HalParameterBlock* parameters = technique->program()->parameterBlock();
   parameters->setMatrix(slots_[SLOT_WorldViewProjTransform], placed);
   // For the post effect's shaders, which place the quad by a clip-space rectangle.
   parameters->setVector(posAndScaleSlot_, {-1, -1, 2, 2});
-  technique->begin();
-  if (indices) {
-    rasterizer->drawIndexedPrimitive(PRIM_Triangles, 0, 0, 4, 0, 2);
-  } else {
-    rasterizer->drawPrimitive(PRIM_Triangles, 0, 2);
-  }
-  technique->end();
+  renderer_->drawQuadMesh(*technique);
 }
 
 void RasRenSceneViewport::setDrawMask(int mask) {

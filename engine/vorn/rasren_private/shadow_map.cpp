@@ -56,7 +56,8 @@ void RasRenShadowMap::update() {
   target_->setViewport({0, 0, target_->width(), target_->height()});
   rasterizer->clear(ras::CLEAR_Depth, {0, 0, 0, 0}, 1.0f, 0);
 
-  std::vector<RasRenDrawCall*> calls;
+  std::vector<RasRenDrawCall*>& calls = calls_;
+  calls.clear();
   viewport_->getCulledMeshes(calls);
   // Only what this environment lights and light cannot pass: opaque lit meshes in the world.
   calls.erase(std::remove_if(calls.begin(), calls.end(),

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "ka/frustum.h"
 #include "vorn/rasterizer.h"
@@ -11,6 +12,7 @@
 namespace vorn {
 
 class RasRen;
+struct RasRenDrawCall;
 class RasRenLightingEnvironment;
 class RasRenSceneViewport;
 
@@ -52,6 +54,8 @@ class RasRenShadowMap : public ren::ShadowMap {
   ka::Mat4x4f matrix_ = ka::Mat4x4f::identity();
   ka::Frustum frustum_;
   ka::Ref<RasRenSceneViewport> viewport_;
+  // Kept between updates so that filling it allocates nothing once it has grown.
+  std::vector<RasRenDrawCall*> calls_;
   int bindCount_ = 0;
   bool dirty_ = true;
 };
