@@ -36,8 +36,9 @@ RasRenLightingEngine::RasRenLightingEngine(RasRen* renderer) : renderer_(rendere
   viewRectSlot_ = int(table->getSlot("light_view_rect"));
   inverseProjectionSlot_ = int(table->getSlot("light_inverse_projection"));
   shadowMatrixSlot_ = int(table->getSlot("light_shadow_transform"));
-  Material light(renderer->materialLibrary(), "light");
+  Material light(materialLibrary_.get(), "light");
   sphere_ = makeIcosahedron(renderer, light, kVolumeRadius, 1);
+  capsule_ = makeExtrudableIcosahedron(renderer, light, kVolumeRadius, 1);
   box_ = makeOpenGLFrustumBox(renderer, light);
 }
 
@@ -256,7 +257,9 @@ void RasRenLightingEngine::getShadowMapFeedbackRegion(RasRenShadowMap& map, RasR
 
 void RasRenLightingEngine::drawVolume(RasRenSceneViewport& viewport, RasRenEffect& effect, std::string_view technique,
                                       ka::Mat4x4f const& world, int shape) {
-  Mesh* mesh = shape == LS_Box || shape == LS_ProjectiveBox ? box_.get() : sphere_.get();
+  Mesh* mesh = shape == LS_Box || shape == LS_ProjectiveBox ? box_.get()
+               : shape == LS_Capsule                         ? capsule_.get()
+                                                             : sphere_.get();
   MaterialGroup const& group = mesh->getMaterialGroups().front();
   RasRenDrawCall call;
   call.effect = &effect;

@@ -3,6 +3,7 @@
 // environment they named draws its lights into the scene colour.
 #pragma once
 
+#include <memory>
 #include <string_view>
 #include <unordered_set>
 #include <vector>
@@ -82,7 +83,8 @@ class RasRenLightingEngine {
   ka::Ref<RasRenEffect> lightEffect();
   // The chain's G-buffer on the effect's current technique, with its depth range.
   void bindGBufferForRead(RasRenEffect& effect);
-  // The volume of a shape (icosahedron, cube) moved by `world`, drawn with a technique of `effect`.
+  // The volume of a shape (icosahedron, extrudable icosahedron, cube) moved by `world`, drawn with a
+  // technique of `effect`.
   void drawVolume(RasRenSceneViewport& viewport, RasRenEffect& effect, std::string_view technique,
                   ka::Mat4x4f const& world, int shape);
 
@@ -100,12 +102,17 @@ class RasRenLightingEngine {
   void setDepthRange(RasRenEffect& effect);
 
   RasRen* renderer_;
+  // The light volumes' material lives here, apart from the game's and the quads'.
+  struct ReleaseMaterialLibrary {
+    void operator()(MaterialLibrary* library) const { releaseMaterialLibrary(library); }
+  };
+  std::unique_ptr<MaterialLibrary, ReleaseMaterialLibrary> materialLibrary_{createMaterialLibrary()};
   std::unordered_set<RasRenLightingEnvironment*> seen_;
   std::vector<ka::Ref<RasRenLightingEnvironment>> environments_;
   RasRenLightingEnvironment* lastEnvironment_ = nullptr;
   RasRenEffect* lastEffect_ = nullptr;
   RasRenSceneViewport* viewport_ = nullptr;
-  ka::Ref<Mesh> sphere_, box_;
+  ka::Ref<Mesh> sphere_, capsule_, box_;
   ka::Ref<Texture> defaultAmbientLookup_, defaultGobo_;
   int slots_[SLOT_Count];
   // The light effect's own: where the viewport lies in the G-buffer, and how to unproject.

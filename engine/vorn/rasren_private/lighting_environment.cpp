@@ -370,11 +370,9 @@ ka::Mat4x4f RasRenLightingEnvironment::volumeTransform(LightState const& light) 
   switch (light.shape) {
     case LS_Point:
       return ka::Mat4x4f::scaleTranslation({light.radius, light.radius, light.radius}, light.position);
-    case LS_Capsule: {
-      // The sphere around the whole segment and its radius holds the capsule.
-      float radius = light.radius + ka::length(light.sweepAxis) * 0.5f;
-      return ka::Mat4x4f::scaleTranslation({radius, radius, radius}, light.position + light.sweepAxis * 0.5f);
-    }
+    case LS_Capsule:
+      // The segment's start; the vertex shader carries the far faces along the sweep axis.
+      return ka::Mat4x4f::scaleTranslation({light.radius, light.radius, light.radius}, light.position);
     default: {
       // The light's matrix takes the world into the cube; its inverse takes the cube out. Where
       // that turns the cube inside out (a perspective's inverse does), a mirror of the cube turns it

@@ -169,6 +169,27 @@ TEST_F(LightingTest, APointLightFallsOffToNothingAtItsRadius) {
   }
 }
 
+TEST_F(LightingTest, ACapsuleLightShinesFromTheNearestPointOfItsSegmentToItsFarEnd) {
+  addFloor(0.5, 0);
+  Vec const start{20, 64, kFloorZ + 4}, sweep{80, 0, 0};
+  double const radius = 12;
+  ka::Ref<ren::LightInstance> tube = environment->addLight();
+  tube->setPosition({float(start.x), float(start.y), float(start.z)});
+  tube->setRadius(float(radius));
+  tube->setSweepAxis({float(sweep.x), float(sweep.y), float(sweep.z)});
+  presentOneFrame();
+  Bytes pixels = frame();
+  // Beside the start, the middle and the far end (beyond any sphere round the start), and off it.
+  for (auto [x, y] : {std::pair{20, 60}, {64, 70}, {98, 64}, {106, 64}, {64, 90}}) {
+    Vec p = floorPoint(x, y);
+    double along = std::clamp((p - start).dot(sweep) / sweep.dot(sweep), 0.0, 1.0);
+    Vec toLight = start + sweep * along - p;
+    double d = toLight.length();
+    double falloff = std::clamp(1 - (d / radius) * (d / radius), 0.0, 1.0);
+    expectGrey(pixels, x, y, shade(p, {0, 0, 1}, toLight.normalized(), 0.5, 0, 1, 1, falloff * falloff));
+  }
+}
+
 TEST_F(LightingTest, ABoxLightThrowsItsGoboOntoWhatLiesInsideAffineOrProjective) {
   addFloor(0.5, 0);
   // 2 by 2 checker: white where u and v are both below or both above a half.
