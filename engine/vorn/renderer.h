@@ -103,6 +103,10 @@ class BatchedMeshGroup : public SceneInstance {
   // An unknown handle is ignored.
   virtual void removeInstance(uint32_t handle) = 0;
   virtual void removeAllInstances() = 0;
+  // Cells whose centre is this far from the camera or farther draw as impostors.
+  virtual void setImpostorDistance(float distance) = 0;
+  // Impostors thin out before this distance and are not drawn beyond it.
+  virtual void setFadeDistance(float distance) = 0;
 };
 
 // Picks one level of detail for its members by the distance from the camera to a reference point.

@@ -7,6 +7,7 @@
 
 #include "ka/vecmath.h"
 #include "vorn/material.h"
+#include "vorn/mesh_builder.h"
 #include "vorn/rasmesh.h"
 
 namespace vorn {
@@ -27,6 +28,9 @@ ka::Ref<Mesh> makeExtrudableIcosahedron(MeshFactory* factory, Material const& ma
 // triangle-strip order with the face's normal and texture coordinates 0 and 1: 24 vertices of the
 // "Position3Normal3TexCoord2" format (32 bytes; no vertex format of this renderer has 48).
 ka::Ref<RasMeshVertexBuffer> makeBoxVertexBuffer(MeshFactory* factory, ka::AABB const& box);
+// The box's six faces with their normals, counter-clockwise seen from outside, in the builder's
+// current material.
+void addLitBox(MeshBuilder<VertexP3N3>& builder, ka::AABB const& box);
 // The cube from -1 to 1 on every axis, faces counter-clockwise seen from outside.
 ka::Ref<Mesh> makeOpenGLFrustumBox(MeshFactory* factory, Material const& material);
 

@@ -59,25 +59,7 @@ ka::Ref<Texture> makeSkyTexture(RasRen& renderer) {
 ka::Ref<Mesh> makeLitBox(MeshFactory* factory, Material const& material, ka::Vec3<float> const& half) {
   MeshBuilder<VertexP3N3> builder(factory);
   builder.setMaterial(material);
-  float const size[3] = {half.x, half.y, half.z};
-  for (int axis = 0; axis < 3; ++axis) {
-    for (float sign : {1.0f, -1.0f}) {
-      // The two other axes, ordered so that the corners turn counter-clockwise seen from outside.
-      int u = (axis + 1) % 3, v = (axis + 2) % 3;
-      if (sign < 0) std::swap(u, v);
-      auto corner = [&](float a, float b) {
-        float p[3], n[3] = {0, 0, 0};
-        p[axis] = sign * size[axis];
-        p[u] = a * size[u];
-        p[v] = b * size[v];
-        n[axis] = sign;
-        return VertexP3N3{{p[0], p[1], p[2]}, {n[0], n[1], n[2]}};
-      };
-      VertexP3N3 c0 = corner(-1, -1), c1 = corner(1, -1), c2 = corner(1, 1), c3 = corner(-1, 1);
-      builder.addTri(c0, c1, c2);
-      builder.addTri(c2, c3, c0);
-    }
-  }
+  addLitBox(builder, {half * -1.0f, half});
   builder.flush();
   return builder.meshes().front();
 }

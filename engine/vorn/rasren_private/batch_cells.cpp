@@ -89,10 +89,12 @@ void RasRenBatchCells::rebuild() {
   dirty_ = false;
 }
 
-void RasRenBatchCells::markImpostors(ka::Vec3<float> const& camera, float impostorDistance) {
+void RasRenBatchCells::markImpostors(ka::Vec3<float> const& camera, float impostorDistance, float fadeDistance) {
   for (size_t index = 0; index < cells_.size(); ++index) {
     Cell& cell = cells_[index];
-    cell.impostor = ranges_[index].count > 0 && impostorDistance <= ka::length(cell.box.center() - camera);
+    float distance = ranges_[index].count > 0 ? ka::length(cell.box.center() - camera) : 0;
+    cell.impostor = ranges_[index].count > 0 && impostorDistance <= distance;
+    cell.faded = cell.impostor && fadeDistance <= distance;
   }
 }
 

@@ -28,6 +28,7 @@ class RasRenBatchCells {
     ka::AABB box = ka::AABB::inverted();
     float maxScale = 0;  // of the live instances, for how far their meshes reach past the box
     bool impostor = false;
+    bool faded = false;  // beyond the fade distance: not drawn at all
   };
   // Where a cell's live transforms lie in the gathered array.
   struct Range {
@@ -46,11 +47,11 @@ class RasRenBatchCells {
   void removeInstance(uint32_t handle);
   void removeAllInstances();
   // Gathers the live transforms, recounts the free slots and remakes the cells' boxes and largest
-  // scales; once after
-  // any change is enough.
+  // scales; once after any change is enough.
   void rebuild();
-  // Cells whose box's centre lies `impostorDistance` or farther from the camera draw as impostors.
-  void markImpostors(ka::Vec3<float> const& camera, float impostorDistance);
+  // Cells whose box's centre lies `impostorDistance` or farther from the camera draw as impostors,
+  // those at `fadeDistance` or farther not at all.
+  void markImpostors(ka::Vec3<float> const& camera, float impostorDistance, float fadeDistance);
 
   bool dirty() const { return dirty_; }
   int instanceCount() const { return instanceCount_; }

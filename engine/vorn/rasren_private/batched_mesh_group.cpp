@@ -50,6 +50,7 @@ void RasRenBatchedMeshGroup::setMaterial(int group, Material const& material) {
   if (group < 0 || size_t(group) >= templates_.size()) return;
   materials_[size_t(group)] = material;
   buildTemplate(size_t(group));
+  impostorStale_ = true;
 }
 
 void RasRenBatchedMeshGroup::setMaterial(ka::StringRange group, Material const& material) {
@@ -57,7 +58,16 @@ void RasRenBatchedMeshGroup::setMaterial(ka::StringRange group, Material const& 
   if (index >= 0) setMaterial(index, material);
 }
 
-void RasRenBatchedMeshGroup::upload() {
+void RasRenBatchedMeshGroup::setFadeDistance(float distance) {
+  fadeDistance_ = distance;
+  updateFade();
+}
+
+void RasRenBatchedMeshGroup::updateFade() {
+  if (impostor_) impostor_->setFade(std::max(impostorDistance_, fadeDistance_ * 0.8f), fadeDistance_);
+}
+
+void RasRenBatchedMeshGroup::rebuildBatchInfo() {
   cells_.rebuild();
   RasRen* ren = renderer();
   if (!ren) return;
@@ -81,52 +91,96 @@ void RasRenBatchedMeshGroup::upload() {
   }
 }
 
-void RasRenBatchedMeshGroup::appendDrawCalls(ka::Frustum const& frustum, ka::Vec3<float> const& camera,
-                                             std::deque<RasRenDrawCall>& storage,
-                                             std::vector<RasRenDrawCall*>& out) {
-  if (cells_.dirty()) upload();
-  cells_.markImpostors(camera, impostorDistance_);
-  // Runs of consecutive visible cells within one block become one instanced draw.
-  struct Run {
-    int first, count;
-  };
-  std::vector<Run> runs;
+void RasRenBatchedMeshGroup::createImpostors() {
+  RasRen* ren = renderer();
+  if (!ren) return;
+  impostor_ = std::make_unique<RasRenImpostor>(ren, *mesh_);
+  updateFade();
+  impostorStale_ = true;
+}
+
+void RasRenBatchedMeshGroup::renderImpostorTextures() {
+  if (!impostor_) return;
+  impostor_->renderTextures(*mesh_, materials_);
+  impostorStale_ = false;
+}
+
+void RasRenBatchedMeshGroup::calculateRenderLists(ka::Vec3<float> const& camera) {
+  if (cells_.dirty()) rebuildBatchInfo();
+  cells_.markImpostors(camera, impostorDistance_, fadeDistance_);
+  bool wanted = false;
+  for (int index = 0; index < RasRenBatchCells::kCellCount && !wanted; ++index) wanted = cells_.cell(index).impostor;
+  if (!wanted) return;
+  if (!impostor_) createImpostors();
+  if (impostorStale_) renderImpostorTextures();
+}
+
+void RasRenBatchedMeshGroup::doRenderCulling(ka::Frustum const& frustum) {
+  // Without the impostor effect loaded, far cells draw in full rather than vanish.
+  bool impostors = impostor_ && impostor_->shape().effect && !impostorStale_;
   for (int index = 0; index < RasRenBatchCells::kCellCount; ++index) {
-    RasRenBatchCells::Range range = cells_.range(index);
-    if (range.count == 0) continue;
+    Look& look = looks_[size_t(index)];
+    look = Look::Hidden;
     RasRenBatchCells::Cell const& cell = cells_.cell(index);
+    if (cells_.range(index).count == 0 || cell.faded) continue;
     // The cell's box holds the instances' positions: the mesh reaches beyond by its radius.
     float radius = meshRadius_ * cell.maxScale;
     ka::Vec3<float> reach{radius, radius, radius};
     if (!frustum.intersects(ka::AABB{cell.box.min - reach, cell.box.max + reach})) continue;
+    look = cell.impostor && impostors ? Look::Impostor : Look::Full;
+  }
+}
+
+std::vector<RasRenBatchedMeshGroup::Run> const& RasRenBatchedMeshGroup::collectRuns(Look look) {
+  runs_.clear();
+  constexpr int kBlock = RasRenBatchCells::kBlock;
+  for (int index = 0; index < RasRenBatchCells::kCellCount; ++index) {
+    if (looks_[size_t(index)] != look) continue;
+    RasRenBatchCells::Range range = cells_.range(index);
     for (int first = range.first, end = range.first + range.count; first < end;) {
-      int blockEnd = (first / RasRenBatchCells::kBlock + 1) * RasRenBatchCells::kBlock;
-      int last = std::min(end, blockEnd);
-      if (!runs.empty() && runs.back().first + runs.back().count == first &&
-          runs.back().first / RasRenBatchCells::kBlock == first / RasRenBatchCells::kBlock) {
-        runs.back().count += last - first;
+      int last = std::min(end, (first / kBlock + 1) * kBlock);
+      if (!runs_.empty() && runs_.back().first + runs_.back().count == first &&
+          runs_.back().first / kBlock == first / kBlock) {
+        runs_.back().count += last - first;
       } else {
-        runs.push_back({first, last - first});
+        runs_.push_back({first, last - first});
       }
       first = last;
     }
   }
-  for (RasRenDrawCall const& shape : templates_) {
-    if (!shape.effect) continue;
-    for (Run const& run : runs) {
-      RasRenDrawCall& call = storage.emplace_back(shape);
-      call.environment = environment_;
-      call.worldMatrix = nullptr;  // the transforms are whole
-      call.transformKind = kind_;
-      call.drawOrder = drawOrder_;
-      call.batchCount = run.count;
-      call.batchStride = 1;
-      call.batchFirst = run.first % RasRenBatchCells::kBlock;
-      call.batchBlocks = &singleBlocks_[set_][size_t(run.first / RasRenBatchCells::kBlock)];
-      call.matrices = &cells_.gathered()[size_t(run.first)];
-      out.push_back(&call);
-    }
+  return runs_;
+}
+
+void RasRenBatchedMeshGroup::appendRuns(RasRenDrawCall const& shape, std::vector<Run> const& runs,
+                                        std::deque<RasRenDrawCall>& storage, std::vector<RasRenDrawCall*>& out) {
+  if (!shape.effect) return;
+  for (Run const& run : runs) {
+    RasRenDrawCall& call = storage.emplace_back(shape);
+    call.environment = environment_;
+    call.worldMatrix = nullptr;  // the transforms are whole
+    call.transformKind = kind_;
+    call.drawOrder = drawOrder_;
+    call.batchCount = run.count;
+    call.batchStride = 1;
+    call.batchFirst = run.first % RasRenBatchCells::kBlock;
+    call.batchBlocks = &singleBlocks_[set_][size_t(run.first / RasRenBatchCells::kBlock)];
+    call.matrices = &cells_.gathered()[size_t(run.first)];
+    out.push_back(&call);
   }
+}
+
+void RasRenBatchedMeshGroup::drawFull(std::deque<RasRenDrawCall>& storage, std::vector<RasRenDrawCall*>& out) {
+  std::vector<Run> const& runs = collectRuns(Look::Full);
+  for (RasRenDrawCall const& shape : templates_) appendRuns(shape, runs, storage, out);
+}
+
+void RasRenBatchedMeshGroup::drawImpostors(std::deque<RasRenDrawCall>& storage, std::vector<RasRenDrawCall*>& out) {
+  if (impostor_) appendRuns(impostor_->shape(), collectRuns(Look::Impostor), storage, out);
+}
+
+void RasRenBatchedMeshGroup::doBatchDraws(std::deque<RasRenDrawCall>& storage, std::vector<RasRenDrawCall*>& out) {
+  drawFull(storage, out);
+  drawImpostors(storage, out);
 }
 
 }  // namespace vorn

@@ -104,6 +104,8 @@ ka::Mat4x4f RasRenSceneViewport::getDefaultViewProj() const {
 
 void RasRenSceneViewport::render() {
   if (!scene_ || !scene_->rasRen()) return;
+  // Before this frame's target is bound: a group may draw its impostors' pictures.
+  for (auto const& group : scene_->batchedGroups()) group->calculateRenderLists(cameraPosition());
   ras::Rasterizer* rasterizer = renderer_->rasterizer();
   ka::Ref<ras::RenderTarget> target = chain_ ? chain_->frameTarget() : rasterizer->getDefaultRenderTarget();
   if (!target) return;
@@ -221,8 +223,10 @@ void RasRenSceneViewport::setDrawMask(int mask) {
 void RasRenSceneViewport::getCulledMeshes(std::vector<RasRenDrawCall*>& out) {
   refreshCamera();
   groupCalls_.clear();
-  for (auto const& group : scene_->batchedGroups())
-    group->appendDrawCalls(frustum_, cameraPosition_, groupCalls_, out);
+  for (auto const& group : scene_->batchedGroups()) {
+    group->doRenderCulling(frustum_);
+    group->doBatchDraws(groupCalls_, out);
+  }
   Profiler& profiler = renderer_->profiler();
   std::vector<ka::Ref<RasRenOccluder::Culler>> cullers;
   for (auto const& occluder : scene_->occluders()) {
@@ -291,7 +295,7 @@ void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls
   if (calls.empty()) return;
   ras::Rasterizer* rasterizer = renderer_->rasterizer();
   Profiler& profiler = renderer_->profiler();
-  std::string batchName = std::string(techniqueName) + "Batch";
+  std::string batchName = std::string(techniqueName) + std::string(RasRenBatchedMeshGroup::getTechniqueNameTail());
   ka::Mat4x4f projection = ka::mul(view_.inverse3x4(), viewProj);
   RasRenEffect* lastEffect = nullptr;
   bool lastBatched = false, unroll = false;

@@ -76,9 +76,13 @@ TEST(BatchCells, LiveTransformsAreGatheredByCellIntoBlocks) {
   EXPECT_EQ(cells.range(north).first, 1);
   EXPECT_EQ(cells.range(north).count, 4096);
 
-  cells.markImpostors(onSphere(45, 100) * 1.01f, 50);
+  cells.markImpostors(onSphere(45, 100) * 1.01f, 50, 1000);
   EXPECT_FALSE(cells.cell(north).impostor) << "1 from the camera";
   EXPECT_TRUE(cells.cell(south).impostor) << "200 away";
+  EXPECT_FALSE(cells.cell(south).faded);
+  cells.markImpostors(onSphere(45, 100) * 1.01f, 50, 150);
+  EXPECT_TRUE(cells.cell(south).faded) << "beyond the fade distance";
+  EXPECT_FALSE(cells.cell(north).faded);
   cells.removeAllInstances();
   cells.rebuild();
   EXPECT_EQ(cells.blockCount(), 0);
