@@ -14,6 +14,7 @@
 #include "vorn/rasren_private/scene.h"
 #include "vorn/rasren_private/scene_viewport.h"
 #include "vorn/rasren_private/texture.h"
+#include "vorn/rasren_private/virtual_texture_engine.h"
 
 namespace vorn {
 
@@ -23,7 +24,12 @@ RasRen::RasRen(ras::Rasterizer* rasterizer, Presenter* presenter, ka::RefNoCount
       presenter_(presenter),
       fs_(fs.ref()),
       profiler_(profiler),
-      sharedMutex_(new ka::SharedMutex) {}
+      sharedMutex_(new ka::SharedMutex) {
+  // No capability bit of this rasterizer selects the advanced engine: the downlevel one always.
+  virtualTextures_ = std::make_unique<RasRenVirtualTextureEngineDownlevel>(this);
+}
+
+ren::VirtualTextureEngine* RasRen::getVirtualTextureEngine() { return virtualTextures_.get(); }
 
 RasRen::~RasRen() {
   std::lock_guard<ka::SharedMutex> lock(*sharedMutex_);

@@ -23,6 +23,7 @@ class RasRenLightingEngine;
 class RasRenTechnique;
 class RasRenScene;
 class RasRenTexture;
+class RasRenVirtualTextureEngine;
 
 // What the renderer's stack draws: a rectangle of the window, opaque or not.
 class RasRenViewport : public virtual ren::Viewport {
@@ -43,6 +44,9 @@ class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactor
   TextureFactory* getTextureFactory() override { return this; }
   TextureBufferFactory* getTextureBufferFactory() override { return this; }
   MeshFactory* getMeshFactory() override { return this; }
+  ren::VirtualTextureEngine* getVirtualTextureEngine() override;
+  // This renderer's own kind of it.
+  RasRenVirtualTextureEngine& virtualTextureEngine() { return *virtualTextures_; }
   ka::Ref<ren::Scene> createScene() override;
   void loadEffects(std::string const& path) override;
   ka::Ref<ren::SceneViewport> createSceneViewport(ka::Rect<int> const& rect, ka::RefNoCount<ren::Scene> scene) override;
@@ -111,6 +115,7 @@ class RasRen : public ren::Renderer, public RasMeshFactory, public TextureFactor
   };
   std::unique_ptr<MaterialLibrary, ReleaseMaterialLibrary> materialLibrary_{createMaterialLibrary()};
   std::unique_ptr<CharBitmapCache> charBitmaps_ = std::make_unique<CharBitmapCache>(this, materialLibrary_.get());
+  std::unique_ptr<RasRenVirtualTextureEngine> virtualTextures_;
   ren::RenderQuality quality_ = 1;
 };
 

@@ -2,6 +2,7 @@
 // Lighting, render chains, text and the rest join as they are built.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -319,6 +320,58 @@ class SceneViewport : public virtual Viewport {
   // Null draws straight into the window again.
   virtual void setRenderChain(ka::RefNoCount<RenderChain> chain) = 0;
   virtual void setVisualization(Visualization visualization) = 0;
+  // Shows the virtual textures' feedback of the last frame in the bottom left corner, or stops.
+  virtual void toggleFeedbackBufferPip() = 0;
+};
+
+// A page of a virtual texture: its rectangle in the texture's 0-to-1 space, its place in pages
+// at its mip, and the texture's id.
+struct VTPageInfo {
+  float left, top, right, bottom;
+  int x, y, mip, textureId;
+};
+
+// What a page mapper draws into a page: rectangles in the texture's 0-to-1 space, each in a
+// material whose effect has a "RenderVTPage" technique (else its "Default") and tinted by a
+// colour; texture coordinates run from 0 to 1 over each rectangle. Whatever falls outside the
+// page is cut off at its border.
+class VTDrawList {
+ public:
+  virtual void addRect(float left, float top, float right, float bottom, Material const& material,
+                       ka::Color4f const& colour) = 0;
+
+ protected:
+  ~VTDrawList() = default;
+};
+
+// Makes a page's content when the camera first needs it; false leaves the page for a later frame.
+class VTPageMapper : public ka::Counted {
+ public:
+  virtual bool mapPage(VTPageInfo const& page, VTDrawList& drawList) = 0;
+};
+
+// A very large texture of which only the pages the camera sees are drawn, by its page mapper,
+// into a cache that all virtual textures share.
+class VirtualTexture : public ka::Counted {
+ public:
+  // The material drawn from this texture: its effect the "v" variant of its own.
+  virtual Material getVirtualMaterial(Material const& material) = 0;
+  virtual void setPageMapper(ka::RefNoCount<VTPageMapper> mapper) = 0;
+  // Pages that meet these rectangles (left, top, right, bottom in 0 to 1) are drawn again.
+  virtual void invalidateRegions(std::vector<std::array<float, 4>> const& regions) = 0;
+};
+
+class VirtualTextureEngine {
+ public:
+  // The cache in pixels and the side of a page; existing pages are dropped.
+  virtual void setCacheSize(int width, int height, int pageSize) = 0;
+  // Added to every virtual texture's choice of mip: above 0 asks for coarser pages.
+  virtual void setCacheMipBias(float bias) = 0;
+  // Sizes in pixels, at most 16 textures at once.
+  virtual ka::Ref<VirtualTexture> createVirtualTexture(int width, int height, int mips) = 0;
+
+ protected:
+  ~VirtualTextureEngine() = default;
 };
 
 class Renderer {
@@ -329,6 +382,7 @@ class Renderer {
   virtual TextureFactory* getTextureFactory() = 0;
   virtual TextureBufferFactory* getTextureBufferFactory() = 0;
   virtual MeshFactory* getMeshFactory() = 0;
+  virtual VirtualTextureEngine* getVirtualTextureEngine() = 0;
   virtual ka::Ref<Scene> createScene() = 0;
   // Reads a list of effects from the filesystem, by virtual path.
   virtual void loadEffects(std::string const& path) = 0;

@@ -6,6 +6,7 @@
 
 #include "lighting_engine.h"
 #include "quad_builder.h"
+#include "virtual_texture_engine.h"
 #include "ka/strutil.h"
 #include "vorn/profiler.h"
 
@@ -147,6 +148,9 @@ void RasRenSceneViewport::render() {
     }
   }
 
+  RasRenVirtualTextureEngine& virtualTextures = renderer_->virtualTextureEngine();
+  bool virtualTexturing = virtualTextures.isActive();
+  if (virtualTexturing) renderVirtualPageMapping(lit_, virtualTextures);
   renderMeshes(overlay_, centredViewProj, "");
   RasRenLightingEngine& lighting = renderer_->lightingEngine();
   lighting.beginViewport(*this);
@@ -163,12 +167,44 @@ void RasRenSceneViewport::render() {
     // Without a G-buffer there is nothing to light: lit meshes draw with their plain technique.
     renderMeshes(lit_, viewProj_, "");
   }
+  // After the lit pass, which drew from the pages of earlier frames.
+  if (virtualTexturing) virtualTextures.fillPages();
   renderMeshes(solidUnlit_, viewProj_, "");
   renderMeshes(transparentHdr_, viewProj_, "", lightTransparent);
   if (chain_) chain_->applyHDR();
   renderMeshes(transparentNoHdr_, viewProj_, "", lightTransparent);
+  if (feedbackPip_) renderFeedbackPip();
   lighting.endViewport();
   if (chain_) chain_->endFrame();
+}
+
+void RasRenSceneViewport::renderVirtualPageMapping(std::vector<RasRenDrawCall*> const& lit,
+                                                   RasRenVirtualTextureEngine& engine) {
+  feedback_.clear();
+  for (RasRenDrawCall* call : lit)
+    if (call->effect->virtualTextured()) feedback_.push_back(call);
+  if (feedback_.empty()) return;
+  ka::Ref<ras::RenderTarget> target = engine.getFeedbackBuffer(rect_.width(), rect_.height());
+  if (!target) return;
+  ras::Rasterizer* rasterizer = renderer_->rasterizer();
+  ka::Ref<ras::RenderTarget> previous = rasterizer->setRenderTarget(target);
+  target->setViewport({0, 0, target->width(), target->height()});
+  // All ones: no page wanted.
+  rasterizer->clear(ras::ClearFlags(ras::CLEAR_Color | ras::CLEAR_Depth), {1, 1, 1, 1}, 1.0f, 0);
+  renderMeshes(feedback_, viewProj_, "VTFeedback");
+  engine.downloadFeedbackBuffer(target);
+  rasterizer->setRenderTarget(previous);
+}
+
+void RasRenSceneViewport::renderFeedbackPip() {
+  ka::Ref<ras::RenderTarget> feedback = renderer_->virtualTextureEngine().lastFeedback();
+  ras::RenderTarget* target = chain_ && chain_->sceneTarget() ? chain_->sceneTarget()
+                                                               : renderer_->rasterizer()->getDefaultRenderTarget().get();
+  if (!feedback || !target) return;
+  ka::Rect<int> corner{rect_.left, rect_.bottom - feedback->height(), rect_.left + feedback->width(), rect_.bottom};
+  target->setViewport(corner);
+  renderPostQuad("Post", "PostCopyAlpha", feedback->getTexture(0), {1, 1, 1, 1}, 0);
+  target->setViewport(rect_);
 }
 
 void RasRenSceneViewport::setSkyboxBackground(ka::RefNoCount<Texture const> cube, ka::Quatf const& rotation) {
@@ -312,6 +348,7 @@ void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls
       unroll = batched && !lastEffect->hasTechnique(batchName);
       technique = lastEffect->selectTechnique(batched && !unroll ? std::string_view(batchName) : techniqueName);
       if (technique && technique->program()) {
+        if (lastEffect->virtualTextured()) renderer_->virtualTextureEngine().bindEffect(*technique->program());
         ras::HalParameterBlock* pass = technique->program()->parameterBlock();
         ka::Vec3<float> const& eye = cameraPosition();
         pass->setVector(slots_[SLOT_cameraPos], {eye.x, eye.y, eye.z, 1});

@@ -29,6 +29,7 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   // Counted here, unlike in the chain's pointer back, so that neither can outlive what it uses.
   void setRenderChain(ka::RefNoCount<ren::RenderChain> chain) override;
   void setVisualization(ren::Visualization visualization) override;
+  void toggleFeedbackBufferPip() override { feedbackPip_ = !feedbackPip_; }
   RasRenRenderChain* renderChain() const { return chain_.get(); }
 
   ka::Rect<int> rect() const override { return rect_; }
@@ -63,6 +64,10 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   void renderPostQuad(std::string const& effectName, std::string_view technique,
                       ka::RefNoCount<Texture const> texture, ka::Color4f const& colour, float depth);
 
+  // Draws the virtual-textured calls of `lit` into a feedback target of the engine and hands it
+  // the target to read back.
+  void renderVirtualPageMapping(std::vector<RasRenDrawCall*> const& lit, RasRenVirtualTextureEngine& engine);
+
   RasRen* renderer() const { return renderer_; }
   ka::Mat4x4f const& viewMatrix() const { return view_; }
   ka::Mat4x4f const& projectionMatrix() const { return projection_; }
@@ -94,6 +99,8 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   void renderBackgroundSkybox();
   // On the chain's G-buffer; nothing without a chain.
   void setDrawMask(int mask);
+  // The last feedback read back, in the bottom left corner of the rectangle.
+  void renderFeedbackPip();
   ka::Mat4x4f projectionForTarget(int width, int height) const;
 
   RasRen* renderer_;
@@ -111,15 +118,18 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   float near_ = 0, far_ = 0;
   bool orthographic_ = false;
   int visualization_ = 0;
+  bool feedbackPip_ = false;
   ka::Ref<Texture const> skybox_;
   ka::Quatf skyboxRotation_ = ka::Quatf::identity();
   int slots_[SLOT_Count];
   int colourSlot_ = -1, posAndScaleSlot_ = -1;
   // Kept between frames so that filling them allocates nothing once they have grown.
   ka::Ref<RasRenRenderChain> chain_;
-  std::vector<RasRenDrawCall*> calls_, overlay_, lit_, solidUnlit_, transparentHdr_, transparentNoHdr_;
+  std::vector<RasRenDrawCall*> calls_, feedback_, overlay_, lit_, solidUnlit_, transparentHdr_, transparentNoHdr_;
   std::deque<RasRenDrawCall> quadCalls_;
-  std::deque<RasRenDrawCall> groupCalls_;  // the batched groups' calls of this frame  // a deque: the pointers in calls_ stay valid as it grows
+  // The batched groups' calls of this frame; a deque, so that the pointers in calls_ stay valid
+  // as it grows.
+  std::deque<RasRenDrawCall> groupCalls_;
 };
 
 }  // namespace vorn
