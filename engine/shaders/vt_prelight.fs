@@ -4,7 +4,6 @@
 #include "gbuffer.glsl"
 #include "ambient.glsl"
 #include "vt.glsl"
-uniform vec4 u_Color;  // tints the pages
 in vec3 v_ViewPosition;
 in vec3 v_ViewNormal;
 in vec2 v_TexCoord;
@@ -21,7 +20,6 @@ void main() {
     albedo = textureLod(u_VTDiffuse, at, 0.0).rgb;
     specular = textureLod(u_VTMaterial, at, 0.0).r;
   }
-  albedo *= u_Color.rgb;
   vec3 n = normalize(v_ViewNormal);
   o_Scene = vec4(albedo * ambientLight(n), 1.0);
   o_Material = vec4(albedo, specular);

@@ -37,6 +37,15 @@ struct VertexP3N3 {
 };
 static_assert(sizeof(VertexP3N3) == 24);
 
+// Position, normal, texture coordinate: vertex format 5.
+struct VertexP3N3T2 {
+  static constexpr VertexFormat kFormat = VF_Position3Normal3TexCoord2;
+  ka::Vec3<float> position;
+  ka::Vec3<float> normal;
+  ka::Vec2<float> texCoord;
+};
+static_assert(sizeof(VertexP3N3T2) == 32);
+
 template <class Vertex>
 class MeshBuilder {
  public:
