@@ -333,8 +333,9 @@ struct VTPageInfo {
 
 // What a page mapper draws into a page: rectangles in the texture's 0-to-1 space, each in a
 // material whose effect has a "RenderVTPage" technique (else its "Default") and tinted by a
-// colour; texture coordinates run from 0 to 1 over each rectangle. Whatever falls outside the
-// page is cut off at its border.
+// colour; texture coordinates run from 0 to 1 over each rectangle. The page keeps a border of two
+// texels beyond its rectangle, which filtering reads: draw a little past the page to fill it;
+// whatever falls farther out is cut off.
 class VTDrawList {
  public:
   virtual void addRect(float left, float top, float right, float bottom, Material const& material,

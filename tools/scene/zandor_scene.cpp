@@ -1,7 +1,7 @@
-// The scene viewer: the renderer's reference scene in a window (drag with the left button to
-// orbit, the wheel to come closer) with the profiler's figures in a corner, or, with --png,
-// rendered headless into a picture.
-//   zandor-scene [--png FILE [--size WxH] [--frames N]]
+// The scene viewer: the renderer's reference scene, or its planet, in a window (drag with the
+// left button to orbit or walk round the planet, the wheel to come closer) with the profiler's
+// figures in a corner, or, with --png, rendered headless into a picture.
+//   zandor-scene [--scene reference|planet] [--png FILE [--size WxH] [--frames N]]
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -19,6 +19,7 @@
 #include "ka/log.h"
 #include "ka/logsink.h"
 #include "ka/system_dirs.h"
+#include "planet_scene.h"
 #include "profiler_overlay.h"
 #include "reference_scene.h"
 #include "vorn/egl_headless_context.h"
@@ -31,8 +32,9 @@ namespace {
 using namespace vorn;
 
 constexpr float kFramePeriod = 1.0f / 60.0f;
-char const* const kEffectFiles[] = {"/shaders/post.json", "/shaders/scene.json", "/shaders/content.json",
-                                    "/shaders/misc.json"};
+char const* const kEffectFiles[] = {"/shaders/post.json",      "/shaders/scene.json", "/shaders/content.json",
+                                    "/shaders/impostors.json", "/shaders/vtex.json",  "/shaders/misc.json"};
+bool gPlanet = false;  // which scene the window shows
 
 class SceneViewerGame : public Game {
  public:
@@ -40,14 +42,20 @@ class SceneViewerGame : public Game {
 
   void setup() override {
     auto& renderer = *static_cast<RasRen*>(this->renderer());
-    scene_ = std::make_unique<ReferenceScene>(renderer, materialLibrary(), 960, 580);
+    if (gPlanet)
+      planet_ = std::make_unique<PlanetScene>(renderer, materialLibrary(), 960, 580);
+    else
+      scene_ = std::make_unique<ReferenceScene>(renderer, materialLibrary(), 960, 580);
     overlay_ = std::make_unique<ProfilerOverlay>(renderer, materialLibrary(), platform()->getFilesystem());
   }
   void dispatch(UIEvent const& event) override {
-    if (!scene_) return;
+    if (!scene_ && !planet_) return;
     if (event.type == ET_Resize) {
       ResizeEvent resize(event);
-      if (resize.width() > 0 && resize.height() > 0) scene_->resize(int(resize.width()), int(resize.height()));
+      if (resize.width() > 0 && resize.height() > 0) {
+        if (scene_) scene_->resize(int(resize.width()), int(resize.height()));
+        if (planet_) planet_->resize(int(resize.width()), int(resize.height()));
+      }
     } else if (event.type == ET_MouseMove) {
       MouseMoveEvent move(event);
       if (dragging_ && (move.modifiers() & MM_Left)) {
@@ -60,16 +68,20 @@ class SceneViewerGame : public Game {
     } else if (event.type == ET_MouseWheel) {
       distance_ = std::clamp(distance_ * std::pow(0.9f, float(MouseWheelEvent(event).delta()) / 120.0f), 3.0f, 60.0f);
     }
-    scene_->setCamera(yaw_, pitch_, distance_);
+    if (scene_) scene_->setCamera(yaw_, pitch_, distance_);
+    // On the planet the drag walks round it and tilts the view; the wheel sets the height.
+    if (planet_) planet_->setCamera(-yaw_, pitch_ * 0.4f, distance_ * 0.6f);
   }
   void update(float seconds) override {
     time_ += seconds;
     if (scene_) scene_->setTime(time_);
+    if (planet_) planet_->setTime(time_);
     if (overlay_ && platform()->getProfiler()) overlay_->update(seconds, platform()->getProfiler()->profileData());
   }
 
  private:
   std::unique_ptr<ReferenceScene> scene_;
+  std::unique_ptr<PlanetScene> planet_;
   std::unique_ptr<ProfilerOverlay> overlay_;
   float yaw_ = 0.6f, pitch_ = 0.3f, distance_ = 12;
   bool dragging_ = false;
@@ -88,7 +100,11 @@ bool parse(int argc, char** argv, Options& options) {
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
     bool hasValue = i + 1 < argc;
-    if (arg == "--png" && hasValue) {
+    if (arg == "--scene" && hasValue) {
+      std::string scene = argv[++i];
+      if (scene != "reference" && scene != "planet") return false;
+      gPlanet = scene == "planet";
+    } else if (arg == "--png" && hasValue) {
       options.png = argv[++i];
     } else if (arg == "--size" && hasValue) {
       if (std::sscanf(argv[++i], "%dx%d", &options.width, &options.height) != 2 || options.width <= 0 ||
@@ -119,12 +135,20 @@ int renderHeadless(Options const& options) {
     for (char const* effects : kEffectFiles) renderer.loadEffects(effects);
     std::unique_ptr<MaterialLibrary, void (*)(MaterialLibrary*)> library(createMaterialLibrary(),
                                                                           releaseMaterialLibrary);
-    ReferenceScene scene(renderer, library.get(), options.width, options.height);
-    scene.adaptBySceneTime();
+    std::unique_ptr<ReferenceScene> reference;
+    std::unique_ptr<PlanetScene> planet;
+    if (gPlanet) {
+      planet = std::make_unique<PlanetScene>(renderer, library.get(), options.width, options.height);
+      planet->makeDeterministic();
+    } else {
+      reference = std::make_unique<ReferenceScene>(renderer, library.get(), options.width, options.height);
+      reference->adaptBySceneTime();
+    }
     for (int frame = 0; frame < options.frames; ++frame) {
-      scene.setTime(frame * kFramePeriod);
+      if (planet) planet->setTime(frame * kFramePeriod);
+      if (reference) reference->setTime(frame * kFramePeriod);
       renderer.present();
-      // Each frame's luminance is read back at the next: the same every run.
+      // Each frame's luminance and feedback are read back at the next: the same every run.
       glFinish();
     }
     if (!rasterizer.getDefaultRenderTarget()->downloadTextureData(0, pixels.data())) return 1;
@@ -146,7 +170,7 @@ int main(int argc, char** argv) {
   ka::LogSinkStream console(std::cerr);
   Options options;
   if (!parse(argc, argv, options)) {
-    std::cerr << "usage: zandor-scene [--png FILE [--size WxH] [--frames N]]\n";
+    std::cerr << "usage: zandor-scene [--scene reference|planet] [--png FILE [--size WxH] [--frames N]]\n";
     return 2;
   }
   try {

@@ -314,7 +314,7 @@ void RasRenVirtualTextureEngine::fillPagesLocked(DrawList& drawList) {
       break;
     }
     std::chrono::duration<double, std::milli> spent = std::chrono::steady_clock::now() - start;
-    if (spent.count() > kPageBudgetMs) break;
+    if (spent.count() > pageBudgetMs_) break;
   }
   nextFrame();
   cache_->setViewport({0, 0, cacheWidth_, cacheHeight_});

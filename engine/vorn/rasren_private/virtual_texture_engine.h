@@ -39,6 +39,9 @@ class RasRenVirtualTextureEngine : public ren::VirtualTextureEngine {
   ka::Ref<ren::VirtualTexture> createVirtualTexture(int width, int height, int mips) override;
   // Page mapping runs only while some virtual texture exists.
   bool isActive() const;
+  // How long `fillPages` may draw pages each frame (8 ms). Unbounded, a run of frames ends with the
+  // same pages however fast the machine is, as a picture compared with a golden one needs.
+  void setPageBudget(double milliseconds) { pageBudgetMs_ = milliseconds; }
 
   // A target of a quarter of the viewport's size, at most 320 by 240; null under 4 pixels.
   ka::Ref<ras::RenderTarget> getFeedbackBuffer(int viewportWidth, int viewportHeight);
@@ -112,6 +115,7 @@ class RasRenVirtualTextureEngine : public ren::VirtualTextureEngine {
   int cacheWidth_ = 2048, cacheHeight_ = 2048, pageSize_ = 128;
   int cols_ = 0, rows_ = 0;
   float cacheMipBias_ = 0;
+  double pageBudgetMs_ = kPageBudgetMs;
   // Feedback targets of the current size: free ones, and those whose read is in flight.
   struct PendingRead {
     ka::Ref<ras::RenderTarget> target;
