@@ -81,6 +81,9 @@ class MeshInstance : public SceneInstance {
   virtual void setLODGroup(ka::RefNoCount<LODGroup> group, int lodMin, int lodMax) = 0;
   // Sorted back to front by squared distance plus `bias` among equal draw orders.
   virtual void setRequiresDistanceSort(bool sort, float bias) = 0;
+  // Drawn wherever the camera looks, without the frustum's or the occluders' test (as instances
+  // with several transforms always are).
+  virtual void setBypassCulling(bool bypass) = 0;
 };
 
 // A sphere that hides what lies wholly behind it.

@@ -170,7 +170,7 @@ void PlanetScene::addTrees(Options const& options) {
   if (!options.separateTrees) {
     trees_ = scene_->addBatchedMeshGroup(tree, environment_, ka::Mat4x4f::identity());
     trees_->setImpostorDistance(25);
-    trees_->setFadeDistance(160);
+    trees_->setFadeDistance(90);
   }
   std::mt19937 random(11);
   std::uniform_real_distribution<float> unit(-1, 1), turn(0, 2 * kPi), scale(0.8f, 1.3f);
@@ -183,6 +183,7 @@ void PlanetScene::addTrees(Options const& options) {
       trees_->addInstance(placed);
     else
       separate_.push_back(scene_->addMesh(tree, environment_, placed, ren::TK_World));
+    if (!trees_ && !options.cullSeparateTrees) separate_.back()->setBypassCulling(true);
   }
 }
 

@@ -16,8 +16,10 @@ class PlanetScene {
 
   struct Options {
     int trees = 5000;
-    // Trees as plain mesh instances, one draw each, instead of the batched group.
+    // Trees as plain mesh instances, one draw each, instead of the batched group; culled one by
+    // one, or drawn whether seen or not.
     bool separateTrees = false;
+    bool cullSeparateTrees = true;
   };
 
   PlanetScene(RasRen& renderer, MaterialLibrary* library, int width, int height, Options const& options);

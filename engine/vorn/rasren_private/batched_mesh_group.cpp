@@ -115,7 +115,8 @@ void RasRenBatchedMeshGroup::calculateRenderLists(ka::Vec3<float> const& camera)
   if (impostorStale_) renderImpostorTextures();
 }
 
-void RasRenBatchedMeshGroup::doRenderCulling(ka::Frustum const& frustum) {
+void RasRenBatchedMeshGroup::doRenderCulling(ka::Frustum const& frustum,
+                                             std::vector<ka::Ref<RasRenOccluder::Culler>> const& cullers) {
   // Without the impostor effect loaded, far cells draw in full rather than vanish.
   bool impostors = impostor_ && impostor_->shape().effect && !impostorStale_;
   for (int index = 0; index < RasRenBatchCells::kCellCount; ++index) {
@@ -126,7 +127,17 @@ void RasRenBatchedMeshGroup::doRenderCulling(ka::Frustum const& frustum) {
     // The cell's box holds the instances' positions: the mesh reaches beyond by its radius.
     float radius = meshRadius_ * cell.maxScale;
     ka::Vec3<float> reach{radius, radius, radius};
-    if (!frustum.intersects(ka::AABB{cell.box.min - reach, cell.box.max + reach})) continue;
+    ka::AABB reached{cell.box.min - reach, cell.box.max + reach};
+    if (!frustum.intersects(reached)) continue;
+    if (!cullers.empty()) {
+      ka::Vec3<float> corners[8];
+      for (int i = 0; i < 8; ++i)
+        corners[i] = {i & 1 ? reached.max.x : reached.min.x, i & 2 ? reached.max.y : reached.min.y,
+                      i & 4 ? reached.max.z : reached.min.z};
+      if (std::any_of(cullers.begin(), cullers.end(),
+                      [&](auto const& culler) { return culler->isConvexPointSetOccluded(corners, 8); }))
+        continue;
+    }
     look = cell.impostor && impostors ? Look::Impostor : Look::Full;
   }
 }

@@ -13,6 +13,7 @@
 #include "batch_cells.h"
 #include "draw_call.h"
 #include "impostor.h"
+#include "occluder.h"
 #include "ka/frustum.h"
 #include "vorn/renderer.h"
 
@@ -52,8 +53,10 @@ class RasRenBatchedMeshGroup : public ren::BatchedMeshGroup {
   // Once a frame, before any pass: gathers the instances again if they changed, marks the cells
   // by their distance from `camera`, and makes the impostors the first time a cell needs them.
   void calculateRenderLists(ka::Vec3<float> const& camera);
-  // Decides what each cell gives a pass whose frustum is `frustum`.
-  void doRenderCulling(ka::Frustum const& frustum);
+  // Decides what each cell gives a pass whose frustum is `frustum`. A cell wholly behind one of
+  // the scene's occluders gives nothing, as a mesh instance would (trees beyond a planet's
+  // horizon).
+  void doRenderCulling(ka::Frustum const& frustum, std::vector<ka::Ref<RasRenOccluder::Culler>> const& cullers = {});
   // The draw calls of that decision, kept in `storage` until it is cleared.
   void doBatchDraws(std::deque<RasRenDrawCall>& storage, std::vector<RasRenDrawCall*>& out);
   // Gathers the instances and writes them into the other set of textures.

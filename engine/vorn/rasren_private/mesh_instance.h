@@ -44,7 +44,10 @@ class RasRenMeshInstance : public ren::MeshInstance, public ka::DListItem {
   bool inLODRange(int level) const { return lodMin_ <= level && level <= lodMax_; }
   // Instances drawn through a transform array, or whose mesh has no measured positions, are
   // never culled: their box would not say where they are.
-  bool bypassesCulling() const { return !transforms_.empty() || !batchTransforms_.empty() || !hasBounds_; }
+  void setBypassCulling(bool bypass) override { bypassCulling_ = bypass; }
+  bool bypassesCulling() const {
+    return bypassCulling_ || !transforms_.empty() || !batchTransforms_.empty() || !hasBounds_;
+  }
   // The box in world space, recomputed after a change of transform.
   ka::OBB const& bounds();
   bool requiresDistanceSort() const { return requiresDistanceSort_; }
@@ -74,6 +77,7 @@ class RasRenMeshInstance : public ren::MeshInstance, public ka::DListItem {
   ka::AABB localBox_;
   ka::OBB bounds_;
   bool hasBounds_ = false;
+  bool bypassCulling_ = false;
   bool boundsDirty_ = true;
   RasRenLODGroup* lodGroup_ = nullptr;
   int lodMin_ = 0, lodMax_ = 0;

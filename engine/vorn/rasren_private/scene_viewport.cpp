@@ -259,15 +259,15 @@ void RasRenSceneViewport::setDrawMask(int mask) {
 void RasRenSceneViewport::getCulledMeshes(std::vector<RasRenDrawCall*>& out) {
   refreshCamera();
   groupCalls_.clear();
-  for (auto const& group : scene_->batchedGroups()) {
-    group->doRenderCulling(frustum_);
-    group->doBatchDraws(groupCalls_, out);
-  }
   Profiler& profiler = renderer_->profiler();
   std::vector<ka::Ref<RasRenOccluder::Culler>> cullers;
   for (auto const& occluder : scene_->occluders()) {
     cullers.push_back(orthographic_ ? SphereOrthoCuller::make(occluder->sphere(), &viewDirection_)
                                     : SphereProjectionCuller::make(occluder->sphere(), cameraPosition_));
+  }
+  for (auto const& group : scene_->batchedGroups()) {
+    group->doRenderCulling(frustum_, cullers);
+    group->doBatchDraws(groupCalls_, out);
   }
   out.reserve(out.size() + scene_->meshCount());
   for (auto const& group : scene_->lodGroups()) {
