@@ -1,6 +1,7 @@
 #include "batched_mesh_group.h"
 
 #include <algorithm>
+#include <array>
 
 #include "scene.h"
 #include "vorn/rasren.h"
@@ -76,7 +77,8 @@ void RasRenBatchedMeshGroup::rebuildBatchInfo() {
   size_t count = size_t(cells_.blockCount());
   blocks.resize(count);
   singleBlocks_[set_].resize(count);
-  std::vector<ka::Mat4x4f> block(RasRenBatchCells::kBlock);
+  // One block's worth of matrices, shared by every group: rebuilds run on the rendering thread.
+  static std::array<ka::Mat4x4f, RasRenBatchCells::kBlock> sScratch;
   std::vector<ka::Mat4x4f> const& gathered = cells_.gathered();
   for (size_t b = 0; b < count; ++b) {
     if (!blocks[b])
@@ -85,8 +87,8 @@ void RasRenBatchedMeshGroup::rebuildBatchInfo() {
                                                                        kBatchTransformCategory);
     size_t first = b * RasRenBatchCells::kBlock;
     size_t n = std::min<size_t>(RasRenBatchCells::kBlock, gathered.size() - first);
-    std::fill(std::copy_n(gathered.begin() + ptrdiff_t(first), n, block.begin()), block.end(), ka::Mat4x4f{});
-    blocks[b]->setBits(0, block.data(), 0, CUBE_PositiveX);
+    std::fill(std::copy_n(gathered.begin() + ptrdiff_t(first), n, sScratch.begin()), sScratch.end(), ka::Mat4x4f{});
+    blocks[b]->setBits(0, sScratch.data(), 0, CUBE_PositiveX);
     singleBlocks_[set_][b] = {blocks[b]};
   }
 }

@@ -40,7 +40,6 @@ void VTPageTable::reset(int slots, int pageSize) {
   candidateMip_ = kMipLevels - 1;
   candidateIndex_ = 0;
   dirtyMip_ = kMipLevels;
-  removed_.clear();
   slots_.assign(size_t(std::max(slots, 0)), nullptr);
   free_.clear();
   for (int64_t s = int64_t(slots) - 1; s >= 0; --s) free_.push_back(s);
@@ -66,28 +65,30 @@ VTBlock* VTPageTable::findOrCreate(int x, int y, int mip, int textureId) {
   return &at->second;
 }
 
-void VTPageTable::freeRemovedTextures() {
-  for (int id : removed_) {
-    for (auto at = blocks_.begin(); at != blocks_.end();) {
-      VTBlock& block = at->second;
-      if (block.textureId != id) {
-        ++at;
-        continue;
-      }
-      if (block.slot >= 0) {
-        slots_[size_t(block.slot)] = nullptr;
-        free_.push_back(block.slot);
-      }
-      if (block.dirty) std::erase(dirty_[block.mip], &block);
-      at = blocks_.erase(at);
+void VTPageTable::removeTexture(int textureId) {
+  // Candidate lists keep their order for the cursor: the texture's entries become null.
+  for (auto& list : candidates_)
+    for (VTBlock*& block : list)
+      if (block && block->textureId == textureId) block = nullptr;
+  for (auto at = blocks_.begin(); at != blocks_.end();) {
+    VTBlock& block = at->second;
+    if (block.textureId != textureId) {
+      ++at;
+      continue;
     }
+    if (block.slot >= 0) {
+      slots_[size_t(block.slot)] = nullptr;
+      free_.push_back(block.slot);
+    }
+    if (block.dirty) std::erase(dirty_[block.mip], &block);
+    at = blocks_.erase(at);
   }
-  removed_.clear();
 }
 
 void VTPageTable::clearOldPages() {
   for (auto& list : candidates_) {
-    for (VTBlock* block : list) block->queued = 0;
+    for (VTBlock* block : list)
+      if (block) block->queued = 0;
     list.clear();
   }
   for (auto at = blocks_.begin(); at != blocks_.end();) {
@@ -115,7 +116,6 @@ void VTPageTable::see(int x, int y, int mip, int textureId) {
 
 void VTPageTable::updateActivePages(uint32_t const* pixels, size_t count) {
   ++frame_;
-  freeRemovedTextures();
   clearOldPages();
   requested_ = seen_ = 0;
   uint32_t previous = kVTNoPage;
@@ -196,6 +196,8 @@ VTBlock* VTPageTable::getNextRequestedPage(TextureMips const& mips) {
       }
       VTBlock* block = list.back();
       list.pop_back();
+      // Drawn already, as a candidate that was both stale and seen: not twice.
+      if (!block->dirty) continue;
       block->dirty = 0;
       if ((block->queued || block->slot >= 0) && usable(block)) return block;
     }
@@ -210,7 +212,7 @@ VTBlock* VTPageTable::getNextRequestedPage(TextureMips const& mips) {
         continue;
       }
       VTBlock* block = list[candidateIndex_++];
-      if ((block->slot < 0 || block->dirty) && usable(block)) return block;
+      if (block && (block->slot < 0 || block->dirty) && usable(block)) return block;
     }
     return nullptr;
   };

@@ -56,8 +56,9 @@ class VTPageTable {
   // A free slot, or the slot of the page that has gone longest unseen (fine pages first), whose
   // page then leaves the cache and is reported in `evicted`; -1 when every page is needed.
   int64_t allocatePageSlot(VTBlock* block, VTBlock* evicted);
-  // The pages of a texture that is gone leave the table at the next read-back.
-  void removeTexture(int textureId) { removed_.push_back(textureId); }
+  // The pages of a texture that is gone leave the table and the cache at once, so that its id can
+  // be given to a new texture straight away.
+  void removeTexture(int textureId);
   VTBlock* findOrCreate(int x, int y, int mip, int textureId);
   VTBlock* find(int x, int y, int mip, int textureId);
 
@@ -82,7 +83,6 @@ class VTPageTable {
 
   void see(int x, int y, int mip, int textureId);
   void adjustBias();
-  void freeRemovedTextures();
   void clearOldPages();
 
   std::unordered_map<Key, VTBlock, KeyHash> blocks_;
@@ -93,7 +93,6 @@ class VTPageTable {
   int candidateMip_ = kMipLevels - 1;
   size_t candidateIndex_ = 0;
   int dirtyMip_ = kMipLevels;
-  std::vector<int> removed_;
   uint64_t frame_ = 0;
   float mipBias_ = 0;
   int pageSize_ = 128;

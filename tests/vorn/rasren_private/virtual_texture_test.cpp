@@ -11,6 +11,11 @@ namespace {
 
 using namespace vorn;
 
+int srgbByte(float linear) {
+  double encoded = linear <= 0.0031308 ? linear * 12.92 : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
+  return int(std::lround(std::clamp(encoded, 0.0, 1.0) * 255));
+}
+
 // Page (x, y) of mip 0 in its own colour; mip 1 pages in others, bluer.
 ka::Color4f pageColour(int x, int y, int mip) {
   return {float(x) * 0.25f + 0.1f, float(y) * 0.25f + 0.1f, mip == 0 ? 0.1f : 0.9f, 1};
@@ -21,10 +26,13 @@ class ColourPages : public ren::VTPageMapper {
   explicit ColourPages(Material material) : material_(std::move(material)) {}
   bool mapPage(ren::VTPageInfo const& page, ren::VTDrawList& drawList) override {
     ++mapped;
-    drawList.addRect(page.left, page.top, page.right, page.bottom, material_, pageColour(page.x, page.y, page.mip));
+    ka::Color4f colour = pageColour(page.x, page.y, page.mip);
+    if (page.left < 0.5f) colour.b += leftBlue;
+    drawList.addRect(page.left, page.top, page.right, page.bottom, material_, colour);
     return true;
   }
   int mapped = 0;
+  float leftBlue = 0;  // added to the pages of the left half
 
  private:
   Material material_;
@@ -74,33 +82,39 @@ TEST_F(VirtualTextureTest, SeenPagesBecomeResidentAndAreSampledFromTheirCells) {
   addGround(ground);
 
   // Each frame is finished before the next, so that each read-back is ready a frame later.
-  auto expectedByte = [](float linear) {
-    double encoded = linear <= 0.0031308 ? linear * 12.92 : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
-    return int(std::lround(encoded * 255));
-  };
-  int wrong = 0;
-  for (int frame = 0; frame < 8; ++frame) {
-    presentOneFrame();
-    glFinish();
-    Bytes pixels = this->frame();
-    wrong = 0;
-    for (int y = 0; y < 4; ++y) {
-      for (int x = 0; x < 4; ++x) {
-        Bytes p = at(pixels, x * 32 + 16, y * 32 + 16);
-        ka::Color4f want = pageColour(x, y, 0);
-        bool right = std::abs(p[0] - expectedByte(want.r)) <= 3 && std::abs(p[1] - expectedByte(want.g)) <= 3 &&
-                     std::abs(p[2] - expectedByte(want.b)) <= 3;
-        wrong += right ? 0 : 1;
+  auto pagesWrong = [&] {
+    int wrong = 0;
+    for (int frame = 0; frame < 8; ++frame) {
+      presentOneFrame();
+      glFinish();
+      Bytes pixels = this->frame();
+      wrong = 0;
+      for (int y = 0; y < 4; ++y) {
+        for (int x = 0; x < 4; ++x) {
+          ka::Color4f want = pageColour(x, y, 0);
+          if (x < 2) want.b += mapper->leftBlue;
+          Bytes p = at(pixels, x * 32 + 16, y * 32 + 16);
+          bool right = std::abs(p[0] - srgbByte(want.r)) <= 3 && std::abs(p[1] - srgbByte(want.g)) <= 3 &&
+                       std::abs(p[2] - srgbByte(want.b)) <= 3;
+          wrong += right ? 0 : 1;
+        }
+      }
+      if (wrong == 0 || frame == 7) {
+        writeGLPicturePng("virtual-texture-pages", width, height, 4, pixels);
+        break;
       }
     }
-    if (wrong == 0 || frame == 7) {
-      writeGLPicturePng("virtual-texture-pages", width, height, 4, pixels);
-      break;
-    }
-  }
-  EXPECT_EQ(wrong, 0) << "pages still missing after 8 frames";
+    return wrong;
+  };
+  EXPECT_EQ(pagesWrong(), 0) << "pages still missing after 8 frames";
   EXPECT_EQ(mapper->mapped, 20) << "16 pages of mip 0 and their 4 parents, each drawn once";
   EXPECT_FLOAT_EQ(engine().pageTable().mipBias(), 0);
+
+  // A change to the left half: only the pages there are drawn again.
+  mapper->leftBlue = 0.5f;
+  texture->invalidateRegions({{0, 0, 0.5f, 1}});
+  EXPECT_EQ(pagesWrong(), 0) << "the left half redrawn";
+  EXPECT_EQ(mapper->mapped, 20 + 8 + 2) << "8 pages of mip 0 and 2 of mip 1 on the left";
 }
 
 TEST_F(VirtualTextureTest, FeedbackTargetsAreAQuarterOfTheViewAtMost320By240) {

@@ -143,11 +143,13 @@ TEST(VTPageTableTest, StalePagesAndWantedPagesTakeTurnsByFrame) {
   EXPECT_EQ(table.getNextRequestedPage(eightMips), nullptr);
   EXPECT_EQ(table.getNextRequestedPage([](int) { return 0; }), nullptr) << "no texture";
 
-  // A removed texture's pages leave the table and free their slots at the next read-back.
+  // A removed texture's pages leave the table and free their slots, queued ones too.
+  table.updateActivePages(wanted.data(), wanted.size());
   table.removeTexture(0);
-  table.updateActivePages(nullptr, 0);
   EXPECT_EQ(table.blockCount(), 0u);
   EXPECT_EQ(table.slot(0), nullptr);
+  EXPECT_EQ(table.getNextRequestedPage(eightMips), nullptr);
+  EXPECT_LT(table.allocatePageSlot(table.findOrCreate(1, 1, 0, 1), nullptr), 2) << "slots 0 and 1 are free again";
 }
 
 }  // namespace
