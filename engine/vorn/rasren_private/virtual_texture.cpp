@@ -17,8 +17,13 @@ RasRenVirtualTexture::RasRenVirtualTexture(RasRenVirtualTextureEngine* engine, k
   mipCount_ = std::max(1, std::min(maxMip_, mips));
   pageMap_ = engine->textureFactory()->createTexture(TF_A8R8G8B8, widthPages, heightPages, mipCount_,
                                                      TextureFilter(0), false, 0);
+  clearPageMap();
+}
+
+void RasRenVirtualTexture::clearPageMap() {
+  if (!pageMap_) return;
   for (int mip = 0; mip < mipCount_; ++mip) {
-    size_t texels = size_t(std::max(widthPages >> mip, 1)) * size_t(std::max(heightPages >> mip, 1));
+    size_t texels = size_t(std::max(widthPages_ >> mip, 1)) * size_t(std::max(heightPages_ >> mip, 1));
     std::vector<uint32_t> unmapped(texels, kVTNoPage);
     pageMap_->setBits(mip, unmapped.data(), 0, CUBE_PositiveX);
   }

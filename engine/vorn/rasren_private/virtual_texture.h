@@ -30,6 +30,8 @@ class RasRenVirtualTexture : public ren::VirtualTexture {
   std::vector<Region> getDirtyRegions();
   // Asks the page mapper for the page's draws; false without a mapper or when it declines.
   bool mapPage(ren::VTPageInfo const& page, ren::VTDrawList& drawList);
+  // Every page unmapped, at every mip.
+  void clearPageMap();
   // Writes one page's texel: `slot` -1 marks it unmapped.
   void setPageMapTexel(int x, int y, int mip, int64_t slot, int cols);
   // The engine is gone: materials stay as they are from now on.

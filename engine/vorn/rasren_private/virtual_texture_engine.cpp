@@ -54,14 +54,8 @@ void RasRenVirtualTextureEngine::updateBindingSlots() {
 
 void RasRenVirtualTextureEngine::resetCache() {
   // Every texture's pages go with the old cache.
-  for (RasRenVirtualTexture* texture : textures_) {
-    if (!texture) continue;
-    for (int mip = 0; mip < texture->mipCount(); ++mip) {
-      size_t texels = size_t(std::max(texture->widthPages() >> mip, 1)) * size_t(std::max(texture->heightPages() >> mip, 1));
-      std::vector<uint32_t> unmapped(texels, kVTNoPage);
-      texture->pageMap()->setBits(mip, unmapped.data(), 0, CUBE_PositiveX);
-    }
-  }
+  for (RasRenVirtualTexture* texture : textures_)
+    if (texture) texture->clearPageMap();
   flushDownloads();
   cols_ = cacheWidth_ / pageSize_;
   rows_ = cacheHeight_ / pageSize_;
