@@ -42,6 +42,8 @@ uint32_t RasRenBatchCells::addInstance(ka::Mat4x4f const& matrix) {
     slot = size_t(free - cell.records.begin());
     *free = record;
     --cell.freeSlots;
+  } else if (slot > 0xffff) {
+    return kNoHandle;  // a handle has 16 bits for the slot
   } else {
     cell.records.push_back(record);
   }

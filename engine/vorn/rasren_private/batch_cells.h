@@ -41,7 +41,7 @@ class RasRenBatchCells {
 
   // Added to every instance's translation before it is placed.
   void setOffset(ka::Vec3<float> const& offset) { offset_ = offset; }
-  // `cell << 16 | slot`.
+  // `cell << 16 | slot`; all ones when the cell already holds 65,536 instances.
   uint32_t addInstance(ka::Mat4x4f const& matrix);
   // A handle that names no live slot is ignored.
   void removeInstance(uint32_t handle);

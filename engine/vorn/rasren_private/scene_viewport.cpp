@@ -185,7 +185,11 @@ void RasRenSceneViewport::renderVirtualPageMapping(std::vector<RasRenDrawCall*> 
     if (call->effect->virtualTextured()) feedback_.push_back(call);
   if (feedback_.empty()) return;
   ka::Ref<ras::RenderTarget> target = engine.getFeedbackBuffer(rect_.width(), rect_.height());
-  if (!target) return;
+  if (!target) {
+    // Reads still in flight are taken in all the same.
+    engine.downloadFeedbackBuffer(nullptr);
+    return;
+  }
   ras::Rasterizer* rasterizer = renderer_->rasterizer();
   ka::Ref<ras::RenderTarget> previous = rasterizer->setRenderTarget(target);
   target->setViewport({0, 0, target->width(), target->height()});
@@ -344,9 +348,12 @@ void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls
     if (call->effect.get() != lastEffect || batched != lastBatched) {
       lastEffect = call->effect.get();
       lastBatched = batched;
-      // Instanced where the effect has a batch variant; otherwise drawn once per transform.
+      // Instanced where the effect has a batch variant; otherwise drawn once per transform. An
+      // effect with neither is skipped: selecting an absent name would keep the last technique.
       unroll = batched && !lastEffect->hasTechnique(batchName);
-      technique = lastEffect->selectTechnique(batched && !unroll ? std::string_view(batchName) : techniqueName);
+      std::string_view wanted = batched && !unroll ? std::string_view(batchName) : techniqueName;
+      technique = lastEffect->hasTechnique(wanted.empty() ? "Default" : wanted) ? lastEffect->selectTechnique(wanted)
+                                                                                : nullptr;
       if (technique && technique->program()) {
         if (lastEffect->virtualTextured()) renderer_->virtualTextureEngine().bindEffect(*technique->program());
         ras::HalParameterBlock* pass = technique->program()->parameterBlock();

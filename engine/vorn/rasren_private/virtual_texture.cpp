@@ -9,7 +9,7 @@
 
 namespace vorn {
 
-RasRenVirtualTexture::RasRenVirtualTexture(RasRenVirtualTextureEngine* engine, ka::Ref<ka::SharedMutex> mutex,
+RasRenVirtualTexture::RasRenVirtualTexture(RasRenVirtualTextureEngine* engine, ka::Ref<VTSharedMutex> mutex,
                                            int id, int widthPages, int heightPages, int mips)
     : engine_(engine), mutex_(std::move(mutex)), id_(id), widthPages_(widthPages), heightPages_(heightPages) {
   maxMip_ = int(std::floor(std::log2(double(std::max({widthPages, heightPages, 1})))));
@@ -34,7 +34,7 @@ RasRenVirtualTexture::~RasRenVirtualTexture() {
 }
 
 Material RasRenVirtualTexture::getVirtualMaterial(Material const& material) {
-  std::lock_guard<ka::SharedMutex> lock(*mutex_);
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   if (!engine_) return material;
   Material copy = material;
   if (copy.defined()) copy.setShader("v" + copy.shader());
@@ -46,12 +46,12 @@ Material RasRenVirtualTexture::getVirtualMaterial(Material const& material) {
 }
 
 void RasRenVirtualTexture::setPageMapper(ka::RefNoCount<ren::VTPageMapper> mapper) {
-  std::lock_guard<ka::SharedMutex> lock(*mutex_);
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   mapper_ = mapper.ref();
 }
 
 void RasRenVirtualTexture::invalidateRegions(std::vector<Region> const& regions) {
-  std::lock_guard<ka::SharedMutex> lock(*mutex_);
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   dirtyRegions_.insert(dirtyRegions_.end(), regions.begin(), regions.end());
 }
 

@@ -6,7 +6,9 @@
 #include <array>
 #include <vector>
 
-#include "ka/mutex.h"
+#include <mutex>
+
+#include "ka/counted.h"
 #include "vorn/rasterizer.h"
 #include "vorn/renderer.h"
 
@@ -14,12 +16,23 @@ namespace vorn {
 
 class RasRenVirtualTextureEngine;
 
+// The engine's lock, shared with its textures. Recursive: a page mapper runs under it and may call
+// back into its texture (to invalidate regions, say) on the same thread.
+class VTSharedMutex : public ka::Counted {
+ public:
+  void lock() { mutex_.lock(); }
+  void unlock() { mutex_.unlock(); }
+
+ private:
+  std::recursive_mutex mutex_;
+};
+
 class RasRenVirtualTexture : public ren::VirtualTexture {
  public:
   using Region = std::array<float, 4>;
 
   // Sizes in pages; `mips` as asked for, limited to what the size allows.
-  RasRenVirtualTexture(RasRenVirtualTextureEngine* engine, ka::Ref<ka::SharedMutex> mutex, int id, int widthPages,
+  RasRenVirtualTexture(RasRenVirtualTextureEngine* engine, ka::Ref<VTSharedMutex> mutex, int id, int widthPages,
                        int heightPages, int mips);
   ~RasRenVirtualTexture() override;
 
@@ -46,7 +59,7 @@ class RasRenVirtualTexture : public ren::VirtualTexture {
 
  private:
   RasRenVirtualTextureEngine* engine_;
-  ka::Ref<ka::SharedMutex> mutex_;
+  ka::Ref<VTSharedMutex> mutex_;
   int id_;
   int widthPages_, heightPages_;
   int mipCount_, maxMip_;

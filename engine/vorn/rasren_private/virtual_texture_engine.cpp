@@ -35,7 +35,7 @@ char const* const kSlotNames[SLOT_Count] = {"VTDiffuse",     "VTNormal",        
 }  // namespace
 
 RasRenVirtualTextureEngine::RasRenVirtualTextureEngine(RasRen* renderer)
-    : renderer_(renderer), mutex_(new ka::SharedMutex) {
+    : renderer_(renderer), mutex_(new VTSharedMutex) {
   updateBindingSlots();
 }
 
@@ -71,7 +71,7 @@ void RasRenVirtualTextureEngine::resetCache() {
 void RasRenVirtualTextureEngine::init() { resetCache(); }
 
 void RasRenVirtualTextureEngine::setCacheSize(int width, int height, int pageSize) {
-  std::lock_guard<ka::SharedMutex> lock(*mutex_);
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   if (pageSize < 8 || width < pageSize || height < pageSize) {
     KA_LOG(Error) << "Virtual texture cache of " << width << " by " << height << " in pages of " << pageSize
                   << " refused";
@@ -84,12 +84,12 @@ void RasRenVirtualTextureEngine::setCacheSize(int width, int height, int pageSiz
 }
 
 void RasRenVirtualTextureEngine::setCacheMipBias(float bias) {
-  std::lock_guard<ka::SharedMutex> lock(*mutex_);
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   cacheMipBias_ = bias;
 }
 
 ka::Ref<ren::VirtualTexture> RasRenVirtualTextureEngine::createVirtualTexture(int width, int height, int mips) {
-  std::lock_guard<ka::SharedMutex> lock(*mutex_);
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   if (!cache_) resetCache();
   int id;
   if (!freeIds_.empty()) {
@@ -108,7 +108,7 @@ ka::Ref<ren::VirtualTexture> RasRenVirtualTextureEngine::createVirtualTexture(in
 }
 
 void RasRenVirtualTextureEngine::textureGone(RasRenVirtualTexture* texture) {
-  std::lock_guard<ka::SharedMutex> lock(*mutex_);
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   int id = texture->id();
   if (textures_[size_t(id)] != texture) return;
   textures_[size_t(id)] = nullptr;
@@ -122,6 +122,7 @@ RasRenVirtualTexture* RasRenVirtualTextureEngine::texture(int id) const {
 }
 
 bool RasRenVirtualTextureEngine::isActive() const {
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   // Read literally, "as many textures as free ids" holds with none at all: mapping then would
   // only cost time.
   return std::any_of(textures_.begin(), textures_.end(), [](auto* texture) { return texture != nullptr; });
@@ -139,7 +140,7 @@ ka::Ref<ras::RenderTarget> RasRenVirtualTextureEngine::getFeedbackBuffer(int vie
       height = kFeedbackMaxHeight;
     }
   }
-  std::lock_guard<ka::SharedMutex> lock(*mutex_);
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   if (width != feedbackWidth_ || height != feedbackHeight_) {
     flushDownloads();
     feedbackWidth_ = width;
@@ -173,23 +174,26 @@ void RasRenVirtualTextureEngine::updateDirtyPages() {
 }
 
 void RasRenVirtualTextureEngine::downloadFeedbackBuffer(ka::RefNoCount<ras::RenderTarget> target) {
-  std::lock_guard<ka::SharedMutex> lock(*mutex_);
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   updateDirtyPages();
   if (flushing_) {
     // The first frame after a flush only starts the queue again.
     flushing_ = false;
     newTextures_.clear();
   }
-  if (target->width() != feedbackWidth_ || target->height() != feedbackHeight_) return;
-  target->prepareAsyncDownload(0);
-  pending_.push_back({ka::Ref<ras::RenderTarget>(target.get()), renderer_->rasterizer()->addFence()});
-  if (!pending_.front().fence->isReady()) return;
-  PendingRead oldest = pending_.front();
-  pending_.pop_front();
-  int count = oldest.target->width() * oldest.target->height();
-  oldest.target->processAsyncDownload(0, [&](void const* pixels) { processFeedback(pixels, count); });
-  lastFeedback_ = oldest.target;
-  feedbackPool_.push_back(oldest.target);
+  if (target && target->width() == feedbackWidth_ && target->height() == feedbackHeight_) {
+    target->prepareAsyncDownload(0);
+    pending_.push_back({ka::Ref<ras::RenderTarget>(target.get()), renderer_->rasterizer()->addFence()});
+  }
+  // Every finished read, so that the queue drains as fast as it fills.
+  while (!pending_.empty() && pending_.front().fence->isReady()) {
+    PendingRead oldest = pending_.front();
+    pending_.pop_front();
+    int count = oldest.target->width() * oldest.target->height();
+    oldest.target->processAsyncDownload(0, [&](void const* pixels) { processFeedback(pixels, count); });
+    lastFeedback_ = oldest.target;
+    feedbackPool_.push_back(oldest.target);
+  }
 }
 
 void RasRenVirtualTextureEngine::processFeedback(void const* pixels, int count) {
@@ -197,11 +201,11 @@ void RasRenVirtualTextureEngine::processFeedback(void const* pixels, int count) 
 }
 
 std::function<void()> RasRenVirtualTextureEngine::peekPageMappingCalls() {
-  std::lock_guard<ka::SharedMutex> lock(*mutex_);
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   if (newTextures_.empty()) return [] {};
   return [this] {
     {
-      std::lock_guard<ka::SharedMutex> lock(*mutex_);
+      std::lock_guard<VTSharedMutex> lock(*mutex_);
       newTextures_.clear();
     }
     fillPages();
@@ -209,6 +213,11 @@ std::function<void()> RasRenVirtualTextureEngine::peekPageMappingCalls() {
 }
 
 bool RasRenVirtualTextureEngine::getNextRequestedPage(ren::VTPageInfo* info) {
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
+  return nextRequestedPage(info);
+}
+
+bool RasRenVirtualTextureEngine::nextRequestedPage(ren::VTPageInfo* info) {
   if (!isActive()) return false;
   VTBlock* block = table_.getNextRequestedPage([this](int id) {
     RasRenVirtualTexture* t = texture(id);
@@ -230,6 +239,7 @@ bool RasRenVirtualTextureEngine::getNextRequestedPage(ren::VTPageInfo* info) {
 }
 
 void RasRenVirtualTextureEngine::bindEffect(ras::HalShaderProgram& program) {
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   if (!cache_) return;
   ras::HalTextureBlock* textures = program.textureBlock();
   for (int i = 0; i < 3; ++i) textures->setTexture(slots_[size_t(SLOT_VTDiffuse + i)], cache_->getTexture(i));
@@ -241,7 +251,7 @@ void RasRenVirtualTextureEngine::bindEffect(ras::HalShaderProgram& program) {
   parameters->setVector(slots_[SLOT_MipParams], {mipBias(), 0, 0, 0});
 }
 
-bool RasRenVirtualTextureEngine::forcePageResident(ren::VTPageInfo const& page, DrawList const& drawList) {
+bool RasRenVirtualTextureEngine::forcePageResident(ren::VTPageInfo const& page, DrawList& drawList) {
   VTBlock* block = table_.findOrCreate(page.x, page.y, page.mip, page.textureId);
   if (block->slot < 0) {
     VTBlock evicted;
@@ -254,11 +264,11 @@ bool RasRenVirtualTextureEngine::forcePageResident(ren::VTPageInfo const& page, 
   }
   renderPage(block->slot, page, drawList);
   texture(page.textureId)->setPageMapTexel(page.x, page.y, page.mip, block->slot, cols_);
-  block->dirty = 0;
+  table_.markClean(block);
   return true;
 }
 
-void RasRenVirtualTextureEngine::renderPage(int64_t slot, ren::VTPageInfo const& page, DrawList const& drawList) {
+void RasRenVirtualTextureEngine::renderPage(int64_t slot, ren::VTPageInfo const& page, DrawList& drawList) {
   ras::Rasterizer* rasterizer = renderer_->rasterizer();
   int cx = int(slot % cols_), row = int(slot / cols_);
   // The viewport counts rows from the top; the cache is sampled from the bottom.
@@ -281,7 +291,7 @@ void RasRenVirtualTextureEngine::renderPage(int64_t slot, ren::VTPageInfo const&
   transform.m[3][1] = -2 * page.top * std::max(down, 1.0f) * inset + 2 * offset - 1;
   transform.m[2][2] = 1;
   transform.m[3][3] = 1;
-  drawRects(drawList.rects, transform);
+  drawRects(drawList, transform);
 }
 
 void RasRenVirtualTextureEngine::fillPagesLocked(DrawList& drawList) {
@@ -299,9 +309,16 @@ void RasRenVirtualTextureEngine::fillPagesLocked(DrawList& drawList) {
     cacheCleared_ = true;
   }
   ren::VTPageInfo page;
-  while (getNextRequestedPage(&page)) {
+  while (nextRequestedPage(&page)) {
     drawList.rects.clear();
+    drawList.vertices = nullptr;
     if (!texture(page.textureId)->mapPage(page, drawList)) break;
+    if (!prepareRects(drawList)) {
+      // No room to draw it this frame: a stale page stays stale until then.
+      if (VTBlock* block = table_.find(page.x, page.y, page.mip, page.textureId); block && block->slot >= 0)
+        table_.markDirty(block);
+      break;
+    }
     if (!forcePageResident(page, drawList)) {
       // Every cell holds a page seen this frame: ask for coarser pages.
       table_.setMipBias(table_.mipBias() + 0.5f);
@@ -319,7 +336,7 @@ RasRenVirtualTextureEngineDownlevel::RasRenVirtualTextureEngineDownlevel(RasRen*
     : RasRenVirtualTextureEngine(renderer) {}
 
 void RasRenVirtualTextureEngineDownlevel::fillPages() {
-  std::lock_guard<ka::SharedMutex> lock(*mutex_);
+  std::lock_guard<VTSharedMutex> lock(*mutex_);
   fillPagesLocked(drawList_);
 }
 
@@ -327,13 +344,14 @@ void RasRenVirtualTextureEngineDownlevel::nextFrame() {
   if (pool_) pool_->nextFrame();
 }
 
-void RasRenVirtualTextureEngineDownlevel::drawRects(std::vector<PageRect> const& rects, ka::Mat4x4f const& transform) {
-  if (rects.empty()) return;
+bool RasRenVirtualTextureEngineDownlevel::prepareRects(DrawList& drawList) {
+  std::vector<PageRect> const& rects = drawList.rects;
+  if (rects.empty()) return true;
   // Made on first use: the pool is a fixed budget of buffers made all at once.
   if (!pool_) pool_ = std::make_unique<RasVertexBucketPool>(*renderer_, VF_Position3Color4bTexCoord2);
   int capacity = 0;
-  ka::Ref<RasMeshVertexBuffer> buffer = pool_->getBuffer(int(rects.size()) * 6, capacity);
-  if (!buffer) return;  // the pool is used up this frame: the page stays as cleared
+  drawList.vertices = pool_->getBuffer(int(rects.size()) * 6, capacity);
+  if (!drawList.vertices) return false;
   std::vector<VertexP3C4bT2> vertices;
   vertices.reserve(rects.size() * 6);
   for (PageRect const& r : rects) {
@@ -342,9 +360,15 @@ void RasRenVirtualTextureEngineDownlevel::drawRects(std::vector<PageRect> const&
     VertexP3C4bT2 c{{r.right, r.bottom, 0}, colour, {1, 1}}, d{{r.left, r.bottom, 0}, colour, {0, 1}};
     for (VertexP3C4bT2 const& v : {a, b, c, c, d, a}) vertices.push_back(v);
   }
-  buffer->setBits(vertices.data(), vertices.size() * sizeof(VertexP3C4bT2));
+  drawList.vertices->setBits(vertices.data(), vertices.size() * sizeof(VertexP3C4bT2));
+  return true;
+}
+
+void RasRenVirtualTextureEngineDownlevel::drawRects(DrawList const& drawList, ka::Mat4x4f const& transform) {
+  std::vector<PageRect> const& rects = drawList.rects;
+  if (rects.empty() || !drawList.vertices) return;
   ras::Rasterizer* rasterizer = renderer_->rasterizer();
-  rasterizer->setStreamSource(buffer.get());
+  rasterizer->setStreamSource(drawList.vertices.get());
   MaterialBindingTable* table = rasterizer->getBindingTable();
   unsigned transformSlot = table->getSlot("WorldViewProjTransform");
   for (size_t first = 0; first < rects.size();) {

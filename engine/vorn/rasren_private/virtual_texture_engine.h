@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "draw_call.h"
-#include "ka/mutex.h"
 #include "virtual_texture.h"
 #include "vorn/vertex_pool.h"
 #include "vt_page_table.h"
@@ -45,7 +44,8 @@ class RasRenVirtualTextureEngine : public ren::VirtualTextureEngine {
 
   // A target of a quarter of the viewport's size, at most 320 by 240; null under 4 pixels.
   ka::Ref<ras::RenderTarget> getFeedbackBuffer(int viewportWidth, int viewportHeight);
-  // Starts the read of `target`, which is bound and drawn, and takes in the oldest finished read.
+  // Starts the read of `target`, which is bound and drawn (null: no target this frame), and takes
+  // in the reads that have finished, oldest first.
   void downloadFeedbackBuffer(ka::RefNoCount<ras::RenderTarget> target);
   // Drops every read in flight; the next frame starts the queue again.
   void flushDownloads();
@@ -85,20 +85,25 @@ class RasRenVirtualTextureEngine : public ren::VirtualTextureEngine {
       rects.push_back({left, top, right, bottom, material, colour});
     }
     std::vector<PageRect> rects;
+    ka::Ref<RasMeshVertexBuffer> vertices;  // the rectangles' six vertices each, once prepared
   };
 
   // Under the lock: the page mapping of `fillPages`.
   void fillPagesLocked(DrawList& drawList);
   // Gives the page a cache slot and draws it; false when no slot is free.
-  bool forcePageResident(ren::VTPageInfo const& page, DrawList const& drawList);
-  void renderPage(int64_t slot, ren::VTPageInfo const& page, DrawList const& drawList);
-  // Draws the rectangles, transformed by `transform`, from a buffer of the subclass's pool.
-  virtual void drawRects(std::vector<PageRect> const& rects, ka::Mat4x4f const& transform) = 0;
+  bool forcePageResident(ren::VTPageInfo const& page, DrawList& drawList);
+  void renderPage(int64_t slot, ren::VTPageInfo const& page, DrawList& drawList);
+  // Writes the rectangles' vertices into a buffer of the subclass's pool; false when the pool has
+  // no room left this frame, and the page waits for the next.
+  virtual bool prepareRects(DrawList& drawList) = 0;
+  // Draws them, transformed by `transform`.
+  virtual void drawRects(DrawList const& drawList, ka::Mat4x4f const& transform) = 0;
+  bool nextRequestedPage(ren::VTPageInfo* info);
   virtual void nextFrame() = 0;
   RasRenVirtualTexture* texture(int id) const;
 
   RasRen* renderer_;
-  ka::Ref<ka::SharedMutex> mutex_;
+  ka::Ref<VTSharedMutex> mutex_;
 
  private:
   void resetCache();
@@ -135,7 +140,8 @@ class RasRenVirtualTextureEngineDownlevel final : public RasRenVirtualTextureEng
   void fillPages() override;
 
  private:
-  void drawRects(std::vector<PageRect> const& rects, ka::Mat4x4f const& transform) override;
+  bool prepareRects(DrawList& drawList) override;
+  void drawRects(DrawList const& drawList, ka::Mat4x4f const& transform) override;
   void nextFrame() override;
 
   std::unique_ptr<RasVertexBucketPool> pool_;

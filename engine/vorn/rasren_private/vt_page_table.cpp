@@ -65,6 +65,19 @@ VTBlock* VTPageTable::findOrCreate(int x, int y, int mip, int textureId) {
   return &at->second;
 }
 
+void VTPageTable::markDirty(VTBlock* block) {
+  if (block->dirty) return;
+  block->dirty = 1;
+  dirtyMip_ = std::min(dirtyMip_, int(block->mip));
+  dirty_[block->mip].push_back(block);
+}
+
+void VTPageTable::markClean(VTBlock* block) {
+  if (!block->dirty) return;
+  block->dirty = 0;
+  std::erase(dirty_[block->mip], block);
+}
+
 void VTPageTable::removeTexture(int textureId) {
   // Candidate lists keep their order for the cursor: the texture's entries become null.
   for (auto& list : candidates_)
@@ -80,7 +93,7 @@ void VTPageTable::removeTexture(int textureId) {
       slots_[size_t(block.slot)] = nullptr;
       free_.push_back(block.slot);
     }
-    if (block.dirty) std::erase(dirty_[block.mip], &block);
+    markClean(&block);
     at = blocks_.erase(at);
   }
 }
@@ -97,7 +110,7 @@ void VTPageTable::clearOldPages() {
       ++at;
       continue;
     }
-    if (block.dirty) std::erase(dirty_[block.mip], &block);
+    markClean(&block);
     at = blocks_.erase(at);
   }
 }
@@ -170,9 +183,7 @@ void VTPageTable::updateDirtyPages(int textureId, int widthPages, int heightPage
     if (!overlaps(box, l, t, r, b)) continue;
     if (std::none_of(regions.begin(), regions.end(), [&](auto const& region) { return overlaps(region, l, t, r, b); }))
       continue;
-    block->dirty = 1;
-    dirtyMip_ = std::min(dirtyMip_, int(block->mip));
-    dirty_[block->mip].push_back(block);
+    markDirty(block);
     touched[block->mip] = true;
   }
   // Taken from the back: the most recently seen first.
@@ -196,8 +207,6 @@ VTBlock* VTPageTable::getNextRequestedPage(TextureMips const& mips) {
       }
       VTBlock* block = list.back();
       list.pop_back();
-      // Drawn already, as a candidate that was both stale and seen: not twice.
-      if (!block->dirty) continue;
       block->dirty = 0;
       if ((block->queued || block->slot >= 0) && usable(block)) return block;
     }
@@ -250,10 +259,7 @@ int64_t VTPageTable::allocatePageSlot(VTBlock* block, VTBlock* evicted) {
     VTBlock* victim = slots_[size_t(best)];
     if (evicted) *evicted = *victim;
     victim->slot = -1;
-    if (victim->dirty) {
-      std::erase(dirty_[victim->mip], victim);
-      victim->dirty = 0;
-    }
+    markClean(victim);
     slots_[size_t(best)] = nullptr;
     chosen = best;
   }

@@ -60,6 +60,9 @@ class VTPageTable {
   // be given to a new texture straight away.
   void removeTexture(int textureId);
   VTBlock* findOrCreate(int x, int y, int mip, int textureId);
+  // A page is on its mip's stale list exactly while it is marked dirty.
+  void markDirty(VTBlock* block);
+  void markClean(VTBlock* block);
   VTBlock* find(int x, int y, int mip, int textureId);
 
   uint64_t frame() const { return frame_; }

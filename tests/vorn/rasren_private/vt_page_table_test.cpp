@@ -143,6 +143,18 @@ TEST(VTPageTableTest, StalePagesAndWantedPagesTakeTurnsByFrame) {
   EXPECT_EQ(table.getNextRequestedPage(eightMips), nullptr);
   EXPECT_EQ(table.getNextRequestedPage([](int) { return 0; }), nullptr) << "no texture";
 
+  // A stale page drawn again is clean and off the stale list, so that once evicted and forgotten
+  // nothing refers to it.
+  table.updateDirtyPages(0, 16, 16, {{0, 0, 0.25f, 1}});
+  ASSERT_TRUE(resident->dirty);
+  table.markClean(resident);
+  VTBlock evicted;
+  for (int frame = 0; frame < 4; ++frame) table.updateActivePages(nullptr, 0);
+  for (int i = 0; i < 6; ++i) table.allocatePageSlot(table.findOrCreate(i, 9, 0, 0), nullptr);  // slots 2 to 7
+  ASSERT_EQ(table.allocatePageSlot(table.findOrCreate(8, 9, 0, 0), &evicted), 0) << "the unseen page leaves";
+  table.updateActivePages(nullptr, 0);
+  EXPECT_EQ(table.getNextRequestedPage(eightMips), nullptr);
+
   // A removed texture's pages leave the table and free their slots, queued ones too.
   table.updateActivePages(wanted.data(), wanted.size());
   table.removeTexture(0);
