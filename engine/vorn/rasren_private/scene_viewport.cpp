@@ -151,7 +151,7 @@ void RasRenSceneViewport::render() {
   RasRenVirtualTextureEngine& virtualTextures = renderer_->virtualTextureEngine();
   bool virtualTexturing = virtualTextures.isActive();
   if (virtualTexturing) renderVirtualPageMapping(lit_, virtualTextures);
-  renderMeshes(overlay_, centredViewProj, "");
+  renderMeshes(overlay_, centredViewProj, "", {}, &centredView);
   RasRenLightingEngine& lighting = renderer_->lightingEngine();
   lighting.beginViewport(*this);
   auto lightSolid = [&lighting](RasRenDrawCall const& call) { lighting.lightSolid(call); };
@@ -331,12 +331,14 @@ void RasRenSceneViewport::genQuadDrawCalls(std::vector<RasRenDrawCall*>& out) {
 }
 
 void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls, ka::Mat4x4f const& viewProj,
-                                       std::string_view techniqueName, DrawCallback const& beforeDraw) {
+                                       std::string_view techniqueName, DrawCallback const& beforeDraw,
+                                       ka::Mat4x4f const* passView) {
   if (calls.empty()) return;
   ras::Rasterizer* rasterizer = renderer_->rasterizer();
   Profiler& profiler = renderer_->profiler();
   std::string batchName = std::string(techniqueName) + std::string(RasRenBatchedMeshGroup::getTechniqueNameTail());
-  ka::Mat4x4f projection = ka::mul(view_.inverse3x4(), viewProj);
+  ka::Mat4x4f const& view = passView ? *passView : view_;
+  ka::Mat4x4f projection = ka::mul(view.inverse3x4(), viewProj);
   RasRenEffect* lastEffect = nullptr;
   bool lastBatched = false, unroll = false;
   RasRenTechnique* technique = nullptr;
@@ -359,7 +361,7 @@ void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls
         ras::HalParameterBlock* pass = technique->program()->parameterBlock();
         ka::Vec3<float> const& eye = cameraPosition();
         pass->setVector(slots_[SLOT_cameraPos], {eye.x, eye.y, eye.z, 1});
-        pass->setMatrix(slots_[SLOT_ViewTransform], view_);
+        pass->setMatrix(slots_[SLOT_ViewTransform], view);
         pass->setMatrix(slots_[SLOT_ViewProjTransform], viewProj);
         pass->setMatrix(slots_[SLOT_ProjTransform], projection);
         float time = float(scene_->time());
@@ -386,7 +388,7 @@ void RasRenSceneViewport::renderMeshes(std::vector<RasRenDrawCall*> const& calls
     auto setWorld = [&](ka::Mat4x4f const& world) {
       ras::HalParameterBlock* parameters = program->parameterBlock();
       parameters->setMatrix(slots_[SLOT_WorldTransform], world);
-      parameters->setMatrix(slots_[SLOT_WorldViewTransform], ka::mul(world, view_));
+      parameters->setMatrix(slots_[SLOT_WorldViewTransform], ka::mul(world, view));
       parameters->setMatrix(slots_[SLOT_WorldViewProjTransform], ka::mul(world, viewProj));
     };
     auto draw = [&](int instances) {

@@ -54,8 +54,11 @@ class RasRenSceneViewport : public RasRenViewport, public ren::SceneViewport {
   // Called before each call's draw, once its technique is current.
   using DrawCallback = std::function<void(RasRenDrawCall const&)>;
   // Draws `calls` in order with the effects' technique of that name ("Default" when empty).
+  // `passView` is the view `viewProj` was made from, when it is not the viewport's (the overlay's,
+  // centred on the camera).
   void renderMeshes(std::vector<RasRenDrawCall*> const& calls, ka::Mat4x4f const& viewProj,
-                    std::string_view techniqueName, DrawCallback const& beforeDraw = {});
+                    std::string_view techniqueName, DrawCallback const& beforeDraw = {},
+                    ka::Mat4x4f const* passView = nullptr);
   // The unit quad over the whole rectangle at `depth` (clip space), with the effect's current
   // technique.
   void renderPostQuad(RasRenEffect& effect, float depth);
