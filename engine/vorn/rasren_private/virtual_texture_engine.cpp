@@ -268,27 +268,32 @@ bool RasRenVirtualTextureEngine::forcePageResident(ren::VTPageInfo const& page, 
   return true;
 }
 
+void RasRenVirtualTextureEngine::clearCache(ka::Rect<int> const& rect) {
+  ras::Rasterizer* rasterizer = renderer_->rasterizer();
+  // The viewport sets the scissor too: only `rect` is cleared.
+  cache_->setViewport(rect);
+  cache_->setDrawMask(5);  // diffuse and material
+  rasterizer->clear(ras::CLEAR_Color, {0, 0, 0, 0}, 1.0f, 0);
+  cache_->setDrawMask(2);  // a flat normal
+  rasterizer->clear(ras::CLEAR_Color, {0.5f, 0.5f, 0.5f, 1}, 1.0f, 0);
+  cache_->setDrawMask(-1);
+}
+
 void RasRenVirtualTextureEngine::renderPage(int64_t slot, ren::VTPageInfo const& page, DrawList& drawList) {
   ras::Rasterizer* rasterizer = renderer_->rasterizer();
   int cx = int(slot % cols_), row = int(slot / cols_);
   // The viewport counts rows from the top; the cache is sampled from the bottom.
   if (rasterizer->hasBottomLeftOrigin()) row = rows_ - 1 - row;
-  cache_->setViewport({cx * pageSize_, row * pageSize_, (cx + 1) * pageSize_, (row + 1) * pageSize_});
-  cache_->setDrawMask(5);
-  rasterizer->clear(ras::CLEAR_Color, {0, 0, 0, 0}, 1.0f, 0);
-  cache_->setDrawMask(2);
-  rasterizer->clear(ras::CLEAR_Color, {0.5f, 0.5f, 0.5f, 1}, 1.0f, 0);
-  cache_->setDrawMask(-1);
+  clearCache({cx * pageSize_, row * pageSize_, (cx + 1) * pageSize_, (row + 1) * pageSize_});
   // Texture space to the page's 0 to 1, inset by 2 texels a side, to clip space.
-  float across = float(texture(page.textureId)->widthPages() >> page.mip);
-  float down = float(texture(page.textureId)->heightPages() >> page.mip);
-  float inset = 1 - 4.0f / float(pageSize_);
-  float offset = (rasterizer->needHalfPixelOffset() ? 2.5f : 2.0f) / float(pageSize_);
+  float scaleX = 2 * (1 - 4.0f / float(pageSize_)) / (page.right - page.left);
+  float scaleY = 2 * (1 - 4.0f / float(pageSize_)) / (page.bottom - page.top);
+  float offset = 2 * (rasterizer->needHalfPixelOffset() ? 2.5f : 2.0f) / float(pageSize_) - 1;
   ka::Mat4x4f transform{};
-  transform.m[0][0] = 2 * std::max(across, 1.0f) * inset;
-  transform.m[3][0] = -2 * page.left * std::max(across, 1.0f) * inset + 2 * offset - 1;
-  transform.m[1][1] = 2 * std::max(down, 1.0f) * inset;
-  transform.m[3][1] = -2 * page.top * std::max(down, 1.0f) * inset + 2 * offset - 1;
+  transform.m[0][0] = scaleX;
+  transform.m[3][0] = offset - page.left * scaleX;
+  transform.m[1][1] = scaleY;
+  transform.m[3][1] = offset - page.top * scaleY;
   transform.m[2][2] = 1;
   transform.m[3][3] = 1;
   drawRects(drawList, transform);
@@ -300,12 +305,7 @@ void RasRenVirtualTextureEngine::fillPagesLocked(DrawList& drawList) {
   ras::Rasterizer* rasterizer = renderer_->rasterizer();
   ka::Ref<ras::RenderTarget> previous = rasterizer->setRenderTarget(cache_);
   if (!cacheCleared_) {
-    cache_->setViewport({0, 0, cacheWidth_, cacheHeight_});
-    cache_->setDrawMask(5);
-    rasterizer->clear(ras::CLEAR_Color, {0, 0, 0, 0}, 1.0f, 0);
-    cache_->setDrawMask(2);
-    rasterizer->clear(ras::CLEAR_Color, {0.5f, 0.5f, 0.5f, 1}, 1.0f, 0);
-    cache_->setDrawMask(-1);
+    clearCache({0, 0, cacheWidth_, cacheHeight_});
     cacheCleared_ = true;
   }
   ren::VTPageInfo page;

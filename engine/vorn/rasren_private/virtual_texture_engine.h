@@ -93,6 +93,8 @@ class RasRenVirtualTextureEngine : public ren::VirtualTextureEngine {
   // Gives the page a cache slot and draws it; false when no slot is free.
   bool forcePageResident(ren::VTPageInfo const& page, DrawList& drawList);
   void renderPage(int64_t slot, ren::VTPageInfo const& page, DrawList& drawList);
+  // The cache's bound target, within `rect`, to no page: black and a flat normal.
+  void clearCache(ka::Rect<int> const& rect);
   // Writes the rectangles' vertices into a buffer of the subclass's pool; false when the pool has
   // no room left this frame, and the page waits for the next.
   virtual bool prepareRects(DrawList& drawList) = 0;
