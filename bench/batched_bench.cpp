@@ -5,18 +5,12 @@
 // before the next. Two more runs show where the difference comes from: the group drawing every
 // cell in full (no impostors), and the separate instances culled one by one as the renderer
 // culls mesh instances.
-#include <epoxy/gl.h>
-
 #include <cstdio>
-#include <cstring>
 
+#include "bench_renderer.h"
 #include "bench_util.h"
 #include "planet_scene.h"
 #include "support/egl_context.h"
-#include "vorn/gl_rasterizer_private/gl_rasterizer.h"
-#include "vorn/material.h"
-#include "vorn/profiler.h"
-#include "vorn/rasren.h"
 
 namespace {
 
@@ -27,53 +21,25 @@ struct Result {
   long long draws = 0, instancedDraws = 0, instances = 0;
 };
 
-long long eventCount(vorn::Profiler const& profiler, char const* name) {
-  long long count = 0;
-  for (auto const& [key, value] : profiler.profileData().events)
-    if (std::strcmp(key, name) == 0) count += value;
-  return count;
-}
-
 enum class Trees { Batched, BatchedWithoutImpostors, SeparateCulled, Separate };
 
 Result run(Trees trees) {
-  vorn::Profiler profiler;
-  vorn::ras::GLRasterizer ras(profiler, nullptr);
-  ras.init();
-  ras.resize(kWidth, kHeight);
-  ka::Ref<vorn::Filesystem> fs = vorn::createStdioFilesystem();
-  fs->mount(ZANDOR_RESOURCES_DIR, "/", true);
-  vorn::MaterialLibrary* library = vorn::createMaterialLibrary();
+  BenchRenderer bench(kWidth, kHeight, {"/shaders/post.json", "/shaders/scene.json", "/shaders/content.json",
+                                        "/shaders/impostors.json", "/shaders/vtex.json"});
+  vorn::PlanetScene::Options options;
+  options.trees = kTrees;
+  options.separateTrees = trees == Trees::Separate || trees == Trees::SeparateCulled;
+  options.cullSeparateTrees = trees == Trees::SeparateCulled;
+  vorn::PlanetScene scene(*bench.ren, bench.library.get(), kWidth, kHeight, options);
+  scene.makeDeterministic();
+  if (trees == Trees::BatchedWithoutImpostors) scene.trees()->setImpostorDistance(1e9f);
   Result result;
-  {
-    vorn::RasRen ren(&ras, nullptr, fs, profiler);
-    for (char const* effects : {"/shaders/post.json", "/shaders/scene.json", "/shaders/content.json",
-                                "/shaders/impostors.json", "/shaders/vtex.json"})
-      ren.loadEffects(effects);
-    vorn::PlanetScene::Options options;
-    options.trees = kTrees;
-    options.separateTrees = trees == Trees::Separate || trees == Trees::SeparateCulled;
-    options.cullSeparateTrees = trees == Trees::SeparateCulled;
-    vorn::PlanetScene scene(ren, library, kWidth, kHeight, options);
-    scene.makeDeterministic();
-    if (trees == Trees::BatchedWithoutImpostors) scene.trees()->setImpostorDistance(1e9f);
-    auto frames = [&] {
-      for (int i = 0; i < kFrames; ++i) {
-        ren.present();
-        glFinish();
-      }
-    };
-    frames();  // warm up: shaders, targets, the ground's pages, the impostors' pictures
-    result.msPerFrame = timeBest(3, frames) / kFrames * 1000;
-    profiler.nextFrame();
-    ren.present();
-    glFinish();
-    profiler.nextFrame();
-    result.instancedDraws = eventCount(profiler, "draw indexed batches");
-    result.instances = eventCount(profiler, "draw indexed batch total");
-    result.draws = eventCount(profiler, "draw indexed prim") + eventCount(profiler, "draw prim") + result.instancedDraws;
-  }
-  vorn::releaseMaterialLibrary(library);
+  bench.present(kFrames);  // warm up: shaders, targets, the ground's pages, the impostors' pictures
+  result.msPerFrame = timeBest(3, [&] { bench.present(kFrames); }) / kFrames * 1000;
+  bench.presentProfiled();
+  result.instancedDraws = bench.events("draw indexed batches");
+  result.instances = bench.events("draw indexed batch total");
+  result.draws = bench.events("draw indexed prim") + bench.events("draw prim") + result.instancedDraws;
   return result;
 }
 

@@ -9,14 +9,11 @@
 #include <random>
 #include <vector>
 
+#include "bench_renderer.h"
 #include "bench_util.h"
 #include "reference_scene.h"
 #include "support/egl_context.h"
 #include "support/raw_gl_program.h"
-#include "vorn/gl_rasterizer_private/gl_rasterizer.h"
-#include "vorn/material.h"
-#include "vorn/profiler.h"
-#include "vorn/rasren.h"
 
 namespace {
 
@@ -54,53 +51,33 @@ ka::Mat4x4f projection(int width, int height) {
 }
 
 double deferredPerFrame(Setup const& setup, int width, int height) {
-  vorn::Profiler profiler;
-  vorn::ras::GLRasterizer ras(profiler, nullptr);
-  ras.init();
-  ras.resize(width, height);
-  ka::Ref<vorn::Filesystem> fs = vorn::createStdioFilesystem();
-  fs->mount(ZANDOR_RESOURCES_DIR, "/", true);
-  vorn::MaterialLibrary* library = vorn::createMaterialLibrary();
-  double seconds = 0;
-  {
-    vorn::RasRen ren(&ras, nullptr, fs, profiler);
-    for (char const* effects : {"/shaders/post.json", "/shaders/scene.json", "/shaders/content.json"})
-      ren.loadEffects(effects);
-    vorn::Material material(library, "lit_solid");
-    material.setVec("Color", {0.6f, 0.6f, 0.6f, 1});
-    material.setVec("Specular", {0.5f, 0, 0, 0});
-    ka::Ref<vorn::Mesh> box = vorn::makeLitBox(&ren, material, {kHalf, kHalf, kHalf});
-    ka::Ref<vorn::ren::Scene> scene = ren.createScene();
-    ka::Ref<vorn::ren::LightingEnvironment> environment = scene->createLightingEnvironment();
-    for (auto const& at : setup.boxes)
-      scene->addMesh(box, environment, ka::Mat4x4f::translation(at), vorn::ren::TK_World);
-    std::vector<ka::Ref<vorn::ren::LightInstance>> lights;
+  BenchRenderer bench(width, height, {"/shaders/post.json", "/shaders/scene.json", "/shaders/content.json"});
+  vorn::RasRen& ren = *bench.ren;
+  vorn::Material material(bench.library.get(), "lit_solid");
+  material.setVec("Color", {0.6f, 0.6f, 0.6f, 1});
+  material.setVec("Specular", {0.5f, 0, 0, 0});
+  ka::Ref<vorn::Mesh> box = vorn::makeLitBox(&ren, material, {kHalf, kHalf, kHalf});
+  ka::Ref<vorn::ren::Scene> scene = ren.createScene();
+  ka::Ref<vorn::ren::LightingEnvironment> environment = scene->createLightingEnvironment();
+  for (auto const& at : setup.boxes) scene->addMesh(box, environment, ka::Mat4x4f::translation(at), vorn::ren::TK_World);
+  std::vector<ka::Ref<vorn::ren::LightInstance>> lights;
+  lights.push_back(environment->addLight());
+  lights.back()->setDirection(setup.sunDirection);
+  lights.back()->setSpecularColor({1, 1, 1, 1});
+  for (Light const& light : setup.lights) {
     lights.push_back(environment->addLight());
-    lights.back()->setDirection(setup.sunDirection);
-    lights.back()->setSpecularColor({1, 1, 1, 1});
-    for (Light const& light : setup.lights) {
-      lights.push_back(environment->addLight());
-      lights.back()->setPosition(light.position);
-      lights.back()->setRadius(kLightRadius);
-      lights.back()->setDiffuseColor(light.colour);
-      lights.back()->setSpecularColor(light.colour);
-    }
-    auto viewport = ren.createSceneViewport({0, 0, width, height}, scene);
-    viewport->setViewMatrix(setup.view);
-    viewport->setProjectionMatrix(projection(width, height));
-    auto chain = ren.createRenderChain(viewport, 1.0f, false, nullptr);
-    ren.addViewport(viewport);
-    auto run = [&] {
-      for (int i = 0; i < kFrames; ++i) {
-        ren.present();
-        glFinish();
-      }
-    };
-    run();  // warm up: shaders compiled, targets made
-    seconds = timeBest(3, run) / kFrames;
+    lights.back()->setPosition(light.position);
+    lights.back()->setRadius(kLightRadius);
+    lights.back()->setDiffuseColor(light.colour);
+    lights.back()->setSpecularColor(light.colour);
   }
-  vorn::releaseMaterialLibrary(library);
-  return seconds;
+  auto viewport = ren.createSceneViewport({0, 0, width, height}, scene);
+  viewport->setViewMatrix(setup.view);
+  viewport->setProjectionMatrix(projection(width, height));
+  auto chain = ren.createRenderChain(viewport, 1.0f, false, nullptr);
+  ren.addViewport(viewport);
+  bench.present(kFrames);  // warm up: shaders compiled, targets made
+  return timeBest(3, [&] { bench.present(kFrames); }) / kFrames;
 }
 
 char const* const kForwardVertex = R"(#version 330

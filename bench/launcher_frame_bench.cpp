@@ -7,14 +7,11 @@
 #include <cstdio>
 #include <vector>
 
+#include "bench_renderer.h"
 #include "bench_util.h"
 #include "launcher_surface.h"
 #include "support/egl_context.h"
 #include "support/raw_gl_program.h"
-#include "vorn/gl_rasterizer_private/gl_rasterizer.h"
-#include "vorn/material.h"
-#include "vorn/profiler.h"
-#include "vorn/rasren.h"
 
 namespace {
 
@@ -31,35 +28,22 @@ std::vector<std::vector<unsigned char>> pictures() {
 }
 
 double oursPerFrame(std::vector<std::vector<unsigned char>> const& pics) {
-  vorn::Profiler profiler;
-  vorn::ras::GLRasterizer ras(profiler, nullptr);
-  ras.init();
-  ras.resize(kWidth, kHeight);
-  ka::Ref<vorn::Filesystem> fs = vorn::createStdioFilesystem();
-  fs->mount(ZANDOR_RESOURCES_DIR, "/", true);
-  vorn::MaterialLibrary* library = vorn::createMaterialLibrary();
-  double seconds = 0;
-  {
-    vorn::RasRen ren(&ras, nullptr, fs, profiler);
-    ren.loadEffects("/shaders/misc.json");
-    ka::Ref<vorn::Texture> texture = launcher::createSurfaceTexture(ren, kWidth, kHeight);
-    auto viewport = ren.createSceneViewport({0, 0, kWidth, kHeight}, nullptr);
-    viewport->setProjectionMatrix(launcher::surfaceProjection(ren, kWidth, kHeight));
-    viewport->setScene(launcher::makeSurfaceScene(ren, library, texture.get(), kWidth, kHeight).get());
-    ren.addViewport(viewport.get());
-    int frame = 0;
-    auto run = [&] {
-      for (int i = 0; i < kFrames; ++i, ++frame) {
-        texture->setBits(0, pics[size_t(frame % 2)].data(), 0, vorn::CUBE_PositiveX);
-        ren.present();
-        glFinish();
-      }
-    };
-    run();  // warm up: shaders compiled, buffers made
-    seconds = timeBest(3, run) / kFrames;
-  }
-  vorn::releaseMaterialLibrary(library);
-  return seconds;
+  BenchRenderer bench(kWidth, kHeight, {"/shaders/misc.json"});
+  vorn::RasRen& ren = *bench.ren;
+  ka::Ref<vorn::Texture> texture = launcher::createSurfaceTexture(ren, kWidth, kHeight);
+  auto viewport = ren.createSceneViewport({0, 0, kWidth, kHeight}, nullptr);
+  viewport->setProjectionMatrix(launcher::surfaceProjection(ren, kWidth, kHeight));
+  viewport->setScene(launcher::makeSurfaceScene(ren, bench.library.get(), texture.get(), kWidth, kHeight).get());
+  ren.addViewport(viewport.get());
+  int frame = 0;
+  auto run = [&] {
+    for (int i = 0; i < kFrames; ++i, ++frame) {
+      texture->setBits(0, pics[size_t(frame % 2)].data(), 0, vorn::CUBE_PositiveX);
+      bench.present(1);
+    }
+  };
+  run();  // warm up: shaders compiled, buffers made
+  return timeBest(3, run) / kFrames;
 }
 
 double plainPerFrame(std::vector<std::vector<unsigned char>> const& pics) {

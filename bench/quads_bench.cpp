@@ -12,14 +12,12 @@
 #include <set>
 #include <vector>
 
+#include "bench_renderer.h"
 #include "bench_util.h"
 #include "support/egl_context.h"
 #include "support/raw_gl_program.h"
 #include "vorn/font.h"
-#include "vorn/gl_rasterizer_private/gl_rasterizer.h"
 #include "vorn/mesh_builder.h"
-#include "vorn/profiler.h"
-#include "vorn/rasren.h"
 #include "vorn/rasren_private/texture.h"
 #include "vorn/rasren_private/texture_atlas_builder.h"
 
@@ -67,50 +65,35 @@ struct Frame {
   long long draws;
 };
 
-Frame ours(Scene const& s, vorn::FontEngine& engine, ka::RefNoCount<vorn::Filesystem> fs) {
-  vorn::Profiler profiler;
-  vorn::ras::GLRasterizer ras(profiler, nullptr);
-  ras.init();
-  ras.resize(kWidth, kHeight);
-  Frame frame{};
-  {
-    vorn::RasRen ren(&ras, nullptr, fs, profiler);
-    ren.loadEffects("/shaders/misc.json");
-    vorn::FontCache fonts(&engine);
-    ka::Ref<vorn::Font> font = fonts.get({"sansserif", kFontSize});
-    std::vector<ka::Ref<vorn::Texture>> textures;
-    for (Picture const& p : s.pictures) {
-      textures.push_back(ren.createTexture(vorn::TF_A8R8G8B8, p.width, p.height, 1, vorn::TF_AllLinear, true, 0));
-      textures.back()->setBits(0, p.texels.data(), 0, vorn::CUBE_PositiveX);
-    }
-    ka::Ref<vorn::ren::Scene> scene = ren.createScene();
-    std::vector<ka::Ref<vorn::ren::SceneInstance>> held;
-    for (Icon const& icon : s.icons) {
-      float x1 = icon.x + icon.size, y1 = icon.y + icon.size;
-      vorn::VertexP3C4bT2 corners[4] = {{{icon.x, icon.y, 0}, ~0u, {0, 0}}, {{x1, icon.y, 0}, ~0u, {1, 0}},
-                                        {{x1, y1, 0}, ~0u, {1, 1}}, {{icon.x, y1, 0}, ~0u, {0, 1}}};
-      held.push_back(scene->addUIQuad(corners, textures[size_t(icon.picture)], ka::Mat4x4f::identity(), vorn::ren::TK_World));
-    }
-    for (size_t i = 0; i < s.lines.size(); ++i)
-      held.push_back(scene->addText({10, float(kHeight - 20 - 20 * int(i)), 0}, {1, 0, 0}, {0, 1, 0}, font, s.lines[i],
-                                    {1, 1, 1, 1}, ka::Mat4x4f::identity()));
-    auto viewport = ren.createSceneViewport({0, 0, kWidth, kHeight}, scene);
-    viewport->setProjectionMatrix(ka::Mat4x4f::orthographicOpenGL(0, kWidth, 0, kHeight, -1, 1));
-    ren.addViewport(viewport);
-    auto run = [&] {
-      for (int i = 0; i < kFrames; ++i) {
-        ren.present();
-        glFinish();
-      }
-    };
-    run();
-    profiler.nextFrame();
-    ren.present();
-    profiler.nextFrame();
-    for (auto const& [name, count] : profiler.profileData().events)
-      if (std::string(name) == "draw indexed prim") frame.draws += count;
-    frame.seconds = timeBest(3, run) / kFrames;
+Frame ours(Scene const& s, vorn::FontEngine& engine) {
+  BenchRenderer bench(kWidth, kHeight, {"/shaders/misc.json"});
+  vorn::RasRen& ren = *bench.ren;
+  vorn::FontCache fonts(&engine);
+  ka::Ref<vorn::Font> font = fonts.get({"sansserif", kFontSize});
+  std::vector<ka::Ref<vorn::Texture>> textures;
+  for (Picture const& p : s.pictures) {
+    textures.push_back(ren.createTexture(vorn::TF_A8R8G8B8, p.width, p.height, 1, vorn::TF_AllLinear, true, 0));
+    textures.back()->setBits(0, p.texels.data(), 0, vorn::CUBE_PositiveX);
   }
+  ka::Ref<vorn::ren::Scene> scene = ren.createScene();
+  std::vector<ka::Ref<vorn::ren::SceneInstance>> held;
+  for (Icon const& icon : s.icons) {
+    float x1 = icon.x + icon.size, y1 = icon.y + icon.size;
+    vorn::VertexP3C4bT2 corners[4] = {{{icon.x, icon.y, 0}, ~0u, {0, 0}}, {{x1, icon.y, 0}, ~0u, {1, 0}},
+                                      {{x1, y1, 0}, ~0u, {1, 1}}, {{icon.x, y1, 0}, ~0u, {0, 1}}};
+    held.push_back(scene->addUIQuad(corners, textures[size_t(icon.picture)], ka::Mat4x4f::identity(), vorn::ren::TK_World));
+  }
+  for (size_t i = 0; i < s.lines.size(); ++i)
+    held.push_back(scene->addText({10, float(kHeight - 20 - 20 * int(i)), 0}, {1, 0, 0}, {0, 1, 0}, font, s.lines[i],
+                                  {1, 1, 1, 1}, ka::Mat4x4f::identity()));
+  auto viewport = ren.createSceneViewport({0, 0, kWidth, kHeight}, scene);
+  viewport->setProjectionMatrix(ka::Mat4x4f::orthographicOpenGL(0, kWidth, 0, kHeight, -1, 1));
+  ren.addViewport(viewport);
+  bench.present(kFrames);  // warm up: the atlas baked, shaders compiled
+  bench.presentProfiled();
+  Frame frame{};
+  frame.draws = bench.events("draw indexed prim");
+  frame.seconds = timeBest(3, [&] { bench.present(kFrames); }) / kFrames;
   return frame;
 }
 
@@ -199,11 +182,9 @@ Frame plain(Scene const& s, vorn::Font const& font) {
 
 // Area of the pictures over the area of the atlases holding them: ours, and stb_rect_pack's in
 // the smallest atlas it fits, grown as ours grows (the narrower side doubles).
-std::pair<double, double> atlasEfficiency(Scene const& s, ka::RefNoCount<vorn::Filesystem> fs) {
-  vorn::Profiler profiler;
-  vorn::ras::GLRasterizer ras(profiler, nullptr);
-  ras.init();
-  vorn::RasRen ren(&ras, nullptr, fs, profiler);
+std::pair<double, double> atlasEfficiency(Scene const& s) {
+  BenchRenderer bench(0, 0, {});
+  vorn::RasRen& ren = *bench.ren;
   std::vector<ka::Ref<vorn::Texture>> textures;
   double pictureArea = 0;
   for (Picture const& p : s.pictures) {
@@ -242,9 +223,9 @@ int main() {
   std::unique_ptr<vorn::FontEngine> engine(vorn::createStbttFontEngine(fs));
   ka::Ref<vorn::Font> font = engine->createFont({"sansserif", kFontSize});
   Scene scene = makeScene();
-  Frame mine = ours(scene, *engine, fs);
+  Frame mine = ours(scene, *engine);
   Frame theirs = plain(scene, *font);
-  auto [efficiency, stbEfficiency] = atlasEfficiency(scene, fs);
+  auto [efficiency, stbEfficiency] = atlasEfficiency(scene);
   std::printf("quads = %d\n", kIcons + kLines * 40);
   std::printf("frame_ms = %.2f\ndraws = %lld\n", mine.seconds * 1000, mine.draws);
   std::printf("plain_gl_frame_ms = %.2f\nplain_gl_draws = %lld\n", theirs.seconds * 1000, theirs.draws);
