@@ -2,6 +2,8 @@
 // size, and helpers to put solid rectangles in scenes and read the frame back.
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -11,6 +13,13 @@
 #include "vorn/material.h"
 #include "vorn/mesh_builder.h"
 #include "vorn/rasren.h"
+
+// The byte an sRGB target stores for a linear value, clamped to 0 to 1.
+inline int srgbByte(double linear) {
+  linear = std::clamp(linear, 0.0, 1.0);
+  double encoded = linear <= 0.0031308 ? linear * 12.92 : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
+  return int(std::lround(encoded * 255));
+}
 
 class RendererFixture : public GLFixture {
  protected:

@@ -31,12 +31,6 @@ struct Vec {
   Vec normalized() const { return *this * (1 / length()); }
 };
 
-int srgbByte(double linear) {
-  linear = std::clamp(linear, 0.0, 1.0);
-  double encoded = linear <= 0.0031308 ? linear * 12.92 : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
-  return int(std::lround(encoded * 255));
-}
-
 // Lambert plus Blinn-Phong (exponent 32) for one channel.
 double shade(Vec const& position, Vec const& normal, Vec const& toLight, double albedo, double ks, double diffuse,
              double specular, double attenuation) {

@@ -13,12 +13,6 @@ namespace {
 using namespace vorn;
 using Bytes = std::vector<unsigned char>;
 
-// Linear display value to the byte an sRGB target stores.
-int srgbByte(double linear) {
-  double encoded = linear <= 0.0031308 ? linear * 12.92 : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
-  return int(std::lround(encoded * 255));
-}
-
 TEST(HdrPipelineMaths, TheBlurWeightsAreTheFoldedGaussian) {
   auto w = [](int i) { return std::exp(-i * i / 8.0) * 0.19947115 * 1.25; };
   auto taps = RasRenHdrPipeline::blurWeights();

@@ -11,11 +11,6 @@ namespace {
 
 using namespace vorn;
 
-int srgbByte(float linear) {
-  double encoded = linear <= 0.0031308 ? linear * 12.92 : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
-  return int(std::lround(std::clamp(encoded, 0.0, 1.0) * 255));
-}
-
 // Page (x, y) of mip 0 in its own colour; mip 1 pages in others, bluer.
 ka::Color4f pageColour(int x, int y, int mip) {
   return {float(x) * 0.25f + 0.1f, float(y) * 0.25f + 0.1f, mip == 0 ? 0.1f : 0.9f, 1};
